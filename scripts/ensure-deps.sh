@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing need, when they are missing, and says
+# so. Usage: scripts/ensure-deps.sh [build|test]  (test adds what the test suite needs)
+set -euo pipefail
+
+purpose=${1:-build}
+packages=(g++ cmake make pkg-config binutils libcjson-dev libcurl4-openssl-dev libjsoncpp-dev
+          libssl-dev libcpp-httplib-dev)
+if [ "$purpose" = test ]; then
+    packages+=(libgtest-dev libgmock-dev libbenchmark-dev iproute2)
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
+        missing+=("$package")
+    fi
+done
+if [ ${#missing[@]} -eq 0 ]; then
+    exit 0
+fi
+
+echo "Installing missing packages: ${missing[*]}"
+if [ "$(id -u)" -ne 0 ]; then
+    echo "error: these packages are missing and installing them needs root:" >&2
+    echo "  apt-get install ${missing[*]}" >&2
+    exit 1
+fi
+export DEBIAN_FRONTEND=noninteractive
+if ! apt-get install -y --no-install-recommends "${missing[@]}"; then
+    apt-get update
+    apt-get install -y --no-install-recommends "${missing[@]}"
+fi

@@ -1,0 +1,167 @@
+// The reference host utilities: capped log files under FDR_LOG_ROOT and the domain-account rule.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/host_utils.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string slurp(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+// Every test logs to "/hostutil/<test>-<pid>/..." below the log root, which ctest sets; a bare
+// run of the test binary gets a private temporary root.
+class HostUtilLogTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        const char* root = std::getenv("FDR_LOG_ROOT");
+        if (root == nullptr || *root == '\0') {
+            char tmpl[] = "/tmp/hostutil-test-XXXXXX";
+            ASSERT_NE(nullptr, ::mkdtemp(tmpl));
+            ::setenv("FDR_LOG_ROOT", tmpl, 1);
+            root = std::getenv("FDR_LOG_ROOT");
+        }
+        root_ = root;
+        folder_ = std::string("/hostutil/") +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" +
+                  std::to_string(::getpid());
+        fs::remove_all(root_ + folder_);
+    }
+    // The path as handed to the library, and where it really lands.
+    std::string path(const std::string& name) const { return folder_ + "/" + name; }
+    fs::path real(const std::string& name) const { return root_ + path(name); }
+
+    std::string root_, folder_;
+};
+
+TEST_F(HostUtilLogTest, AppendsExactLinesCreatingFolders) {
+    const std::string log = path("deep/er/a.log");
+    EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 1000, "value %d of %s", 5, "x"));
+    EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 1000, "ends in newline\n"));
+    EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 1000, "%s", ""));
+    EXPECT_EQ("value 5 of x\nends in newline\n\n", slurp(real("deep/er/a.log")));
+
+    const std::string long_text(100000, 'L');  // beyond any stack buffer
+    EXPECT_EQ(0, log_File_Debug_s(path("long.log").c_str(), 1 << 20, "<%s>", long_text.c_str()));
+    EXPECT_EQ("<" + long_text + ">\n", slurp(real("long.log")));
+}
+
+TEST_F(HostUtilLogTest, RotatesToBackupAtTheCap) {
+    const std::string log = path("r.log");
+    // 33-byte lines under a 100-byte cap: three fill 99 bytes, a fourth must rotate.
+    auto line = [](int i) { return std::string(32, static_cast<char>('a' + i)) + "\n"; };
+    for (int i = 0; i < 7; ++i) {
+        EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 100, "%s", line(i).c_str()));
+        EXPECT_LE(fs::file_size(real("r.log")), 100u);
+    }
+    EXPECT_EQ(line(3) + line(4) + line(5), slurp(real("r.log.1")));
+    EXPECT_EQ(line(6), slurp(real("r.log")));
+
+    // An oversized line still goes into a fresh file; the previous content becomes the backup.
+    const std::string big(150, 'B');
+    EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 100, "%s", big.c_str()));
+    EXPECT_EQ(big + "\n", slurp(real("r.log")));
+    EXPECT_EQ(line(6), slurp(real("r.log.1")));
+    EXPECT_EQ(0, log_File_Debug_s(path("big.log").c_str(), 100, "%s", big.c_str()));
+    EXPECT_FALSE(fs::exists(real("big.log.1")));
+
+    // A line that fills the file exactly to the cap still fits.
+    EXPECT_EQ(0, log_File_Debug_s(path("exact.log").c_str(), 100, "%s", line(0).c_str()));
+    EXPECT_EQ(0, log_File_Debug_s(path("exact.log").c_str(), 100, "%066d", 0));
+    EXPECT_EQ(100u, fs::file_size(real("exact.log")));
+    EXPECT_FALSE(fs::exists(real("exact.log.1")));
+}
+
+TEST_F(HostUtilLogTest, ConcurrentWritersNeverInterleave) {
+    const std::string log = path("c.log");
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&log, t] {
+            for (int i = 0; i < 200; ++i) {
+                log_File_Debug_s(log.c_str(), 1 << 24, "writer %d line %03d %s", t, i,
+                                 std::string(40 + i % 50, 'a' + t).c_str());
+            }
+        });
+    }
+    for (auto& th : threads) {
+        th.join();
+    }
+    std::istringstream in(slurp(real("c.log")));
+    std::set<std::pair<int, int>> seen;
+    std::string text;
+    while (std::getline(in, text)) {
+        int t = -1, i = -1, used = 0;
+        ASSERT_EQ(2, std::sscanf(text.c_str(), "writer %d line %d %n", &t, &i, &used)) << text;
+        ASSERT_TRUE(t >= 0 && t < 4 && i >= 0 && i < 200) << text;
+        EXPECT_EQ(std::string(40 + i % 50, 'a' + t), text.substr(used)) << text;
+        seen.emplace(t, i);
+    }
+    EXPECT_EQ(800u, seen.size());
+}
+
+TEST_F(HostUtilLogTest, FailuresAreReportedNotFatal) {
+    // A regular file where a folder should be: neither the folder nor the log can be made.
+    ASSERT_EQ(0, log_File_Debug_s(path("blocker").c_str(), 100, "x"));
+    EXPECT_EQ(-1, log_File_Debug_s(path("blocker/sub/x.log").c_str(), 100, "lost"));
+    EXPECT_EQ(-1, log_File_Debug_s(nullptr, 100, "lost"));
+    const char* no_format = nullptr;
+    EXPECT_EQ(-1, log_File_Debug_s(path("n.log").c_str(), 100, no_format));
+    EXPECT_FALSE(fs::exists(real("n.log")));
+}
+
+TEST_F(HostUtilLogTest, CenterDebugLogLandsBesideTheCenterLog) {
+    const std::string marker = "centre marker " + std::to_string(::getpid());
+    center_log_debug("%s", marker.c_str());
+    // Other test processes may share this root: look for the whole line, not the last one.
+    const std::string text = "\n" + slurp(root_ + "/Kdbglog/.fdr_center_log/.center_debug.log");
+    EXPECT_NE(std::string::npos, text.find("\n" + marker + "\n"));
+}
+
+TEST_F(HostUtilLogTest, WithoutRootThePathIsUsedAsGiven) {
+    const std::string saved = root_;
+    ::unsetenv("FDR_LOG_ROOT");
+    const std::string absolute = root_ + path("plain.log");
+    const int rc = log_File_Debug_s(absolute.c_str(), 100, "as given");
+    ::setenv("FDR_LOG_ROOT", saved.c_str(), 1);
+    EXPECT_EQ(0, rc);
+    EXPECT_EQ("as given\n", slurp(absolute));
+}
+
+TEST(HostUtilDomainUser, Rule) {
+    const struct {
+        const char* name;
+        bool domain;
+    } cases[] = {
+        {"CORP\\alice", true}, {"alice@corp.example", true},
+        {"a\\b", true},        {"a@b", true},
+        {"alice", false},      {"", false},
+        {"\\alice", false},    {"CORP\\", false},
+        {"@corp", false},      {"alice@", false},
+        {"\\", false},         {"@", false},
+    };
+    for (const auto& tc : cases) {
+        for (bool initial : {false, true}) {
+            bool is_domain = initial;
+            EXPECT_EQ(0, fdrutil_check_is_domain_user(tc.name, is_domain));
+            EXPECT_EQ(tc.domain || initial, is_domain) << tc.name << " starting " << initial;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,364 @@
+#include "json/JsonNumber.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace fdr {
+namespace json {
+namespace {
+
+struct Doc {
+    explicit Doc(cJSON* root) : root(root) {}
+    ~Doc() { cJSON_Delete(root); }
+    cJSON* root;
+};
+
+std::string Print(const cJSON* item, bool formatted = false) {
+    char* text = formatted ? cJSON_Print(item) : cJSON_PrintUnformatted(item);
+    std::string result = text != nullptr ? text : "<print failed>";
+    cJSON_free(text);
+    return result;
+}
+
+std::string CjsonPrint(const std::string& text) {
+    Doc doc(cJSON_Parse(text.c_str()));
+    return doc.root != nullptr ? Print(doc.root) : "<parse failed>";
+}
+
+struct NumberCase {
+    const char* literal;
+    bool exact;
+    int64_t as_int64;
+    uint64_t as_uint64;
+    int32_t as_int32;
+};
+
+constexpr int64_t kInt64Min = std::numeric_limits<int64_t>::min();
+constexpr int64_t kInt64Max = std::numeric_limits<int64_t>::max();
+constexpr uint64_t kUInt64Max = std::numeric_limits<uint64_t>::max();
+
+const NumberCase kNumberCases[] = {
+    {"0", false, 0, 0, 0},
+    {"1", false, 1, 1, 1},
+    {"-1", false, -1, kUInt64Max, -1},
+    {"2147483647", false, 2147483647, 2147483647, 2147483647},
+    {"-2147483648", false, -2147483648LL, 0xFFFFFFFF80000000ULL, INT32_MIN},
+    {"2147483648", true, 2147483648LL, 2147483648ULL, INT32_MIN},
+    {"-2147483649", true, -2147483649LL, 0xFFFFFFFF7FFFFFFFULL, INT32_MAX},
+    {"4294967295", true, 4294967295LL, 4294967295ULL, -1},
+    {"4294967296", true, 4294967296LL, 4294967296ULL, 0},
+    {"9007199254740993", true, 9007199254740993LL, 9007199254740993ULL, 1},
+    {"9223372036854775807", true, kInt64Max, 9223372036854775807ULL, -1},
+    {"-9223372036854775808", true, kInt64Min, 9223372036854775808ULL, 0},
+    {"18446744073709551615", true, -1, kUInt64Max, -1},
+    // Beyond 64 bits, fractions, exponents and non-canonical literals stay cJSON doubles.
+    {"18446744073709551616", false, kInt64Max, kUInt64Max, 0},
+    {"-9223372036854775809", false, kInt64Min, 9223372036854775808ULL, 0},
+    {"0.1", false, 0, 0, 0},
+    {"-2.5", false, -2, static_cast<uint64_t>(-2), -2},
+    {"1e300", false, kInt64Max, kUInt64Max, 0},
+    {"1e10", false, 10000000000LL, 10000000000ULL, 1410065408},
+    {"-0", false, 0, 0, 0},
+};
+
+TEST(JsonNumberParse, ReadsAndPrintsEveryRangeExactly) {
+    for (const NumberCase& c : kNumberCases) {
+        SCOPED_TRACE(c.literal);
+        const std::string inner = c.literal;
+        for (const std::string& text :
+             {inner, "[" + inner + "]", "{\"v\":" + inner + "}", "[[1,{\"v\":[" + inner + "]}]]"}) {
+            SCOPED_TRACE(text);
+            Doc doc(Parse(text.c_str()));
+            ASSERT_NE(doc.root, nullptr);
+            // Either exactly as written, or exactly what cJSON alone prints.
+            EXPECT_EQ(Print(doc.root), c.exact ? text : CjsonPrint(text));
+        }
+        Doc doc(Parse(c.literal));
+        ASSERT_NE(doc.root, nullptr);
+        EXPECT_EQ(cJSON_IsRaw(doc.root) != 0, c.exact);
+        EXPECT_TRUE(IsNumber(doc.root));
+        EXPECT_EQ(AsInt64(doc.root), c.as_int64);
+        EXPECT_EQ(AsUInt64(doc.root), c.as_uint64);
+        EXPECT_EQ(AsInt32(doc.root), c.as_int32);
+        EXPECT_EQ(AsUInt32(doc.root), static_cast<uint32_t>(c.as_int32));
+        EXPECT_EQ(AsDouble(doc.root), std::strtod(c.literal, nullptr));
+        if (c.exact) {
+            // Naive readers see cJSON's approximation.
+            EXPECT_EQ(doc.root->valuedouble, std::strtod(c.literal, nullptr));
+            EXPECT_EQ(doc.root->valueint, c.literal[0] == '-' ? INT32_MIN : INT32_MAX);
+        }
+    }
+}
+
+TEST(JsonNumberParse, KeepsCompactDocumentsUnchanged) {
+    const char* const kTexts[] = {
+        // Number-like strings and keys neither convert nor shift the later numbers.
+        "{\"s\":\"123456789012345678\",\"n\":18446744073709551615}",
+        "{\"12345678901\":1,\"x\":12345678901}",
+        "[\"a\\\"b 99999999999 \\\"\",12345678901234,\"\\\\\",-12345678901234]",
+        "[\"\\\\\\\"\",4294967295,\"x\\\"y\",4294967296]",
+        // Duplicate keys both stay.
+        "{\"a\":1,\"a\":12345678901,\"A\":-22222222222}",
+        "{\"a\":[1,{\"b\":[4294967296,2.5,-4294967296,{}]}],\"c\":{\"d\":{\"e\":"
+        "9223372036854775807}},\"f\":[]}",
+        "[true,false,null,-9223372036854775808,0,-0,1.5,18446744073709551615]",
+        "{\"health\":18446744073709551615,\"err_code\":4294967295,\"t\":\"1e5\"}",
+    };
+    for (const char* text : kTexts) {
+        SCOPED_TRACE(text);
+        Doc doc(Parse(text));
+        ASSERT_NE(doc.root, nullptr);
+        EXPECT_EQ(Print(doc.root), text);
+        // The formatted printer writes the same digits.
+        Doc again(Parse(Print(doc.root, true)));
+        ASSERT_NE(again.root, nullptr);
+        EXPECT_EQ(Print(again.root), text);
+    }
+}
+
+TEST(JsonNumberParse, KeepsCjsonLookupAndDuplicates) {
+    Doc doc(
+        Parse("{\"s\":\"123456789012345678\",\"Code\":4294967295,\"code\":7,"
+              "\"id\":18446744073709551615}"));
+    ASSERT_NE(doc.root, nullptr);
+    const cJSON* s = cJSON_GetObjectItem(doc.root, "s");
+    ASSERT_TRUE(cJSON_IsString(s));
+    EXPECT_STREQ(s->valuestring, "123456789012345678");
+    EXPECT_EQ(GetNumber(doc.root, "s"), nullptr);
+    // Case-insensitive, first match, as cJSON_GetObjectItem; the moved key still matches.
+    EXPECT_EQ(AsUInt32(GetNumber(doc.root, "CODE")), 0xFFFFFFFFu);
+    EXPECT_EQ(AsUInt64(GetNumber(doc.root, "id")), kUInt64Max);
+    EXPECT_EQ(GetNumber(doc.root, "missing"), nullptr);
+}
+
+TEST(JsonNumberParse, IgnoresTrailingTextLikeCjson) {
+    struct Case {
+        const char* text;
+        const char* printed;
+    };
+    const Case kCases[] = {
+        {"18446744073709551615 trailing", "18446744073709551615"},
+        {"18446744073709551615-1", "18446744073709551615"},
+        {"  [1] 99999999999", "[1]"},
+        {"[1]\"x\" 4294967296", "[1]"},
+        {"123 4294967296", "123"},
+        {"[\n  18446744073709551615,\n  true\n]\n", "[18446744073709551615,true]"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.text);
+        Doc doc(Parse(c.text));
+        ASSERT_NE(doc.root, nullptr);
+        EXPECT_EQ(Print(doc.root), c.printed);
+    }
+    // The length-taking form stops where it is told to.
+    const std::string buffer = "[4294967296]4294967297";
+    Doc doc(Parse(buffer.data(), 12));
+    ASSERT_NE(doc.root, nullptr);
+    EXPECT_EQ(Print(doc.root), "[4294967296]");
+    for (const char* bad : {"", "[", "[18446744073709551615,]", "{\"a\" 1}", "-"}) {
+        EXPECT_EQ(Parse(bad), nullptr) << bad;
+    }
+    EXPECT_EQ(Parse(nullptr), nullptr);
+}
+
+TEST(JsonNumberParse, NestsAsDeepAsCjson) {
+    for (int depth : {999, 1000, 1001}) {
+        SCOPED_TRACE(depth);
+        const std::string arrays =
+            std::string(depth, '[') + "18446744073709551615" + std::string(depth, ']');
+        std::string objects;
+        for (int i = 0; i < depth; ++i) {
+            objects += "{\"k\":";
+        }
+        objects += "-9223372036854775808" + std::string(depth, '}');
+        for (const std::string& text : {arrays, objects}) {
+            Doc plain(cJSON_Parse(text.c_str()));
+            Doc doc(Parse(text));
+            ASSERT_EQ(doc.root != nullptr, plain.root != nullptr);
+            EXPECT_EQ(doc.root != nullptr, depth <= 1000);
+            if (doc.root != nullptr) {
+                EXPECT_EQ(Print(doc.root), text);
+            }
+        }
+    }
+}
+
+TEST(JsonNumberMake, PrintsExactlyAndReadsBack) {
+    struct Case {
+        cJSON* item;
+        const char* printed;
+        bool exact;
+    };
+    const Case kCases[] = {
+        {MakeUInt64(kUInt64Max), "18446744073709551615", true},
+        {MakeUInt64(2147483648ULL), "2147483648", true},
+        {MakeUInt64(2147483647), "2147483647", false},
+        {MakeInt64(kInt64Min), "-9223372036854775808", true},
+        {MakeInt64(kInt64Max), "9223372036854775807", true},
+        {MakeInt64(-2147483649LL), "-2147483649", true},
+        {MakeInt64(-1), "-1", false},
+        {MakeInt32(INT32_MIN), "-2147483648", false},
+        {MakeDouble(0.1), "0.1", false},
+        {MakeDouble(1e300), "1e+300", false},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.printed);
+        Doc doc(c.item);
+        ASSERT_NE(doc.root, nullptr);
+        EXPECT_EQ(Print(doc.root), c.printed);
+        EXPECT_EQ(cJSON_IsRaw(doc.root) != 0, c.exact);
+        EXPECT_TRUE(IsNumber(doc.root));
+        Doc parsed(Parse(c.printed));
+        ASSERT_NE(parsed.root, nullptr);
+        EXPECT_EQ(AsUInt64(parsed.root), AsUInt64(doc.root));
+        EXPECT_EQ(AsDouble(parsed.root), AsDouble(doc.root));
+    }
+
+    Doc object(cJSON_CreateObject());
+    ASSERT_TRUE(AddUInt64(object.root, "status", kUInt64Max));
+    ASSERT_TRUE(AddInt64(object.root, "min", kInt64Min));
+    ASSERT_TRUE(AddInt32(object.root, "err_code", -1));
+    ASSERT_TRUE(AddDouble(object.root, "ratio", 0.5));
+    EXPECT_EQ(Print(object.root),
+              "{\"status\":18446744073709551615,\"min\":-9223372036854775808,\"err_code\":-1,"
+              "\"ratio\":0.5}");
+    EXPECT_FALSE(AddUInt64(nullptr, "k", kUInt64Max));  // the made node is freed, not leaked
+    EXPECT_FALSE(AddItem(object.root, "k", nullptr));
+
+    EXPECT_EQ(ToDecimal(kInt64Min), "-9223372036854775808");
+    EXPECT_EQ(ToDecimal(kUInt64Max), "18446744073709551615");
+    EXPECT_EQ(ToDecimal(0u), "0");
+}
+
+TEST(JsonNumberRead, AcceptsOnlyCanonicalRawIntegers) {
+    struct Case {
+        const char* raw;
+        bool is_number;
+        int64_t value;
+    };
+    const Case kCases[] = {
+        {"123", true, 123},
+        {"-9223372036854775808", true, kInt64Min},
+        {"18446744073709551616", false, 0},
+        {"-9223372036854775809", false, 0},
+        {"007", false, 0},
+        {"1.5", false, 0},
+        {"1e5", false, 0},
+        {"abc", false, 0},
+        {"", false, 0},
+        {"-", false, 0},
+        {"{\"a\":1}", false, 0},
+        {"123456789012345678901234567890", false, 0},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.raw);
+        Doc doc(cJSON_CreateRaw(c.raw));
+        ASSERT_NE(doc.root, nullptr);
+        EXPECT_EQ(IsNumber(doc.root), c.is_number);
+        EXPECT_EQ(AsInt64(doc.root), c.value);
+    }
+    Doc str(cJSON_CreateString("5"));
+    Doc null(cJSON_CreateNull());
+    for (const cJSON* item : {str.root, null.root, static_cast<cJSON*>(nullptr)}) {
+        EXPECT_FALSE(IsNumber(item));
+        EXPECT_EQ(AsInt64(item), 0);
+        EXPECT_EQ(AsUInt64(item), 0u);
+        EXPECT_EQ(AsInt32(item), 0);
+        EXPECT_EQ(AsDouble(item), 0.0);
+    }
+}
+
+TEST(JsonNumberRead, TakesLowBitsOfDoubles) {
+    struct Case {
+        double value;
+        int32_t as_int32;
+        int64_t as_int64;
+    };
+    const double inf = std::numeric_limits<double>::infinity();
+    const Case kCases[] = {
+        {4294967295.0, -1, 4294967295LL},
+        {-1.9, -1, -1},
+        {4294967296.5, 0, 4294967296LL},
+        {-4294967297.0, -1, -4294967297LL},
+        {std::nan(""), 0, 0},
+        {inf, 0, kInt64Max},
+        {-inf, 0, kInt64Min},
+        {9223372036854775808.0, 0, kInt64Max},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.value);
+        Doc doc(MakeDouble(c.value));
+        EXPECT_EQ(AsInt32(doc.root), c.as_int32);
+        EXPECT_EQ(AsInt64(doc.root), c.as_int64);
+    }
+}
+
+// Counts live allocations and fails the n-th one.
+struct FailingAllocator {
+    static inline long calls = 0;
+    static inline long fail_at = 0;  // 0: never
+    static inline long live = 0;
+
+    static void* Malloc(size_t size) {
+        if (++calls == fail_at) {
+            return nullptr;
+        }
+        void* p = std::malloc(size);
+        live += p != nullptr;
+        return p;
+    }
+    static void Free(void* p) {
+        live -= p != nullptr;
+        std::free(p);
+    }
+};
+
+struct HooksGuard {
+    HooksGuard() {
+        cJSON_Hooks hooks{&FailingAllocator::Malloc, &FailingAllocator::Free};
+        cJSON_InitHooks(&hooks);
+    }
+    ~HooksGuard() { cJSON_InitHooks(nullptr); }
+};
+
+TEST(JsonNumberParse, SurvivesEveryAllocationFailure) {
+    const std::string text =
+        "{\"a\":[18446744073709551615,{\"b\":-9223372036854775808}],\"c\":4294967295,"
+        "\"d\":\"x\",\"e\":[1,2147483648]}";
+    HooksGuard guard;
+    FailingAllocator::fail_at = 0;
+    FailingAllocator::calls = 0;
+    cJSON_Delete(cJSON_Parse(text.c_str()));
+    const long cjson_calls = FailingAllocator::calls;
+    FailingAllocator::calls = 0;
+    cJSON_Delete(Parse(text));
+    const long total_calls = FailingAllocator::calls;
+    ASSERT_GT(total_calls, cjson_calls);  // the conversion allocates too
+
+    for (long n = 1; n <= total_calls + 1; ++n) {
+        SCOPED_TRACE(n);
+        FailingAllocator::calls = 0;
+        FailingAllocator::live = 0;
+        FailingAllocator::fail_at = n;
+        cJSON* doc = Parse(text);
+        FailingAllocator::fail_at = 0;
+        if (n > cjson_calls && n <= total_calls) {
+            EXPECT_EQ(doc, nullptr);  // failed inside the conversion
+        }
+        if (doc != nullptr) {
+            EXPECT_EQ(Print(doc), text);
+            cJSON_Delete(doc);
+        }
+        EXPECT_EQ(FailingAllocator::live, 0);
+    }
+}
+
+}  // namespace
+}  // namespace json
+}  // namespace fdr
