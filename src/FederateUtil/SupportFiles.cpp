@@ -1,12 +1,142 @@
-#include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/NotBuilt.h"
+// The host's two lens catalogues as the texts of the fisheye and the projection support file.
+// Pure formatting: nothing is sent.
+//
+// The key order of a size entry is not the member order (width before height; in the fisheye
+// entry x and y before latitude and ratio): the readers of these files expect it so.
+#include <cjson/cJSON.h>
 
-std::string CFederateUtil::FormatFisyeyeSupportFile(DravoAgentData::DravoServerInfo&) {
-    fdr::ReportNotBuilt("FormatFisyeyeSupportFile");
-    return std::string();
+#include <memory>
+#include <stdexcept>
+
+#include "FederateUtil/CFederateUtil.h"
+#include "json/JsonNumber.h"
+
+namespace {
+
+using fdr::json::AddDouble;
+using fdr::json::AddInt32;
+using Info = DravoAgentData::DravoServerInfo;
+
+struct TreeDeleter {
+    void operator()(cJSON* tree) const { cJSON_Delete(tree); }
+};
+using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+
+// Hosts have always received this error (a text built from a null print) when the root or the
+// printed text cannot be made.
+[[noreturn]] void ThrowNullText() {
+    throw std::logic_error("basic_string: construction from null is not valid");
 }
 
-std::string CFederateUtil::FormatProjectionSupportFile(DravoAgentData::DravoServerInfo&) {
-    fdr::ReportNotBuilt("FormatProjectionSupportFile");
-    return std::string();
+Tree NewRoot() {
+    Tree root(cJSON_CreateObject());
+    if (!root) {
+        ThrowNullText();
+    }
+    return root;
+}
+
+std::string Print(const Tree& root) {
+    const std::unique_ptr<char, void (*)(void*)> text(cJSON_PrintUnformatted(root.get()),
+                                                      cJSON_free);
+    if (!text) {
+        ThrowNullText();
+    }
+    return std::string(text.get());
+}
+
+// Only the root and the print are checked: a null parent (a failed creation) attaches nothing.
+void AddText(cJSON* object, const char* key, const std::string& value) {
+    fdr::json::AddItem(object, key, cJSON_CreateString(value.c_str()));
+}
+
+cJSON* AddArray(cJSON* parent, const char* key) {
+    cJSON* array = cJSON_CreateArray();
+    return fdr::json::AddItem(parent, key, array) ? array : nullptr;
+}
+
+cJSON* AppendObject(cJSON* array) {
+    cJSON* object = cJSON_CreateObject();
+    if (object == nullptr || array == nullptr || !cJSON_AddItemToArray(array, object)) {
+        cJSON_Delete(object);
+        return nullptr;
+    }
+    return object;
+}
+
+void WriteFisheyeSize(cJSON* size, const Info::FisheyeSizeObj& s) {
+    AddInt32(size, "w", s.w);
+    AddInt32(size, "h", s.h);
+    AddInt32(size, "v", s.v);
+    AddDouble(size, "x", s.x);
+    AddDouble(size, "y", s.y);
+    AddDouble(size, "latitude", s.latitude);
+    AddDouble(size, "ratio", s.ratio);
+}
+
+void WriteProjectionSize(cJSON* size, const Info::ProjectionSizeObj& s) {
+    AddInt32(size, "w", s.w);
+    AddInt32(size, "h", s.h);
+    AddDouble(size, "fov", s.fov);
+    AddDouble(size, "left_center_x", s.left_center_x);
+    AddDouble(size, "left_center_y", s.left_center_y);
+    AddDouble(size, "left_orientation", s.left_orientation);
+    AddDouble(size, "left_radius_x", s.left_radius_x);
+    AddDouble(size, "left_radius_y", s.left_radius_y);
+    AddDouble(size, "right_center_x", s.right_center_x);
+    AddDouble(size, "right_center_y", s.right_center_y);
+    AddDouble(size, "right_orientation", s.right_orientation);
+    AddDouble(size, "right_radius_x", s.right_radius_x);
+    AddDouble(size, "right_radius_y", s.right_radius_y);
+}
+
+}  // namespace
+
+std::string CFederateUtil::FormatFisyeyeSupportFile(DravoAgentData::DravoServerInfo& info) {
+    const Tree root = NewRoot();
+    cJSON* brands = AddArray(root.get(), "FishEyeParameterTable");
+    for (const auto& brand : info.fisheye_brand_list) {
+        if (!brand) {
+            continue;
+        }
+        cJSON* brand_item = AppendObject(brands);
+        AddText(brand_item, "brand_name", brand->brand_name);
+        AddText(brand_item, "brand_id", brand->brand_id);
+        cJSON* models = AddArray(brand_item, "model_list");
+        for (const auto& model : brand->model_list) {
+            cJSON* model_item = AppendObject(models);
+            AddText(model_item, "model_name", model.model_name);
+            AddText(model_item, "model_id", model.model_id);
+            cJSON* sizes = AddArray(model_item, "size_list");
+            for (const auto& size : model.size_list) {
+                WriteFisheyeSize(AppendObject(sizes), size);
+            }
+        }
+    }
+    return Print(root);
+}
+
+std::string CFederateUtil::FormatProjectionSupportFile(DravoAgentData::DravoServerInfo& info) {
+    const Tree root = NewRoot();
+    cJSON* brands = AddArray(root.get(), "ProjectionTable");
+    for (const auto& brand : info.projection_brand_list) {
+        if (!brand) {
+            continue;
+        }
+        cJSON* brand_item = AppendObject(brands);
+        AddText(brand_item, "brand_name", brand->brand_name);
+        AddText(brand_item, "brand_id", brand->brand_id);
+        cJSON* models = AddArray(brand_item, "model_list");
+        for (const auto& model : brand->model_list) {
+            cJSON* model_item = AppendObject(models);
+            AddText(model_item, "model_name", model.model_name);
+            AddText(model_item, "model_id", model.model_id);
+            AddText(model_item, "projection", model.projection);
+            cJSON* sizes = AddArray(model_item, "size_list");
+            for (const auto& size : model.size_list) {
+                WriteProjectionSize(AppendObject(sizes), size);
+            }
+        }
+    }
+    return Print(root);
 }
