@@ -1,0 +1,271 @@
+#include "json/AutonomyJsonFormatter.h"
+
+#include <cjson/cJSON.h>
+
+#include <vector>
+
+#include "json/JsonNumber.h"
+
+namespace {
+
+using Record = CAutonomyListJsonFormatter::Record;
+
+struct TreeDeleter {
+    void operator()(cJSON* item) const { cJSON_Delete(item); }
+};
+using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+
+struct TextDeleter {
+    void operator()(char* text) const { cJSON_free(text); }
+};
+using Text = std::unique_ptr<char, TextDeleter>;
+
+bool AddString(cJSON* object, const char* key, const std::string& value) {
+    return fdr::json::AddItem(object, key, cJSON_CreateString(value.c_str()));
+}
+
+bool AddBool(cJSON* object, const char* key, bool value) {
+    return fdr::json::AddItem(object, key, cJSON_CreateBool(value));
+}
+
+// A new array attached to `root` under "autonomy_list" (owned by `root`), or null.
+cJSON* AddList(cJSON* root) {
+    cJSON* array = cJSON_CreateArray();
+    return fdr::json::AddItem(root, "autonomy_list", array) ? array : nullptr;
+}
+
+// Takes `item` into `array`; deletes it when that fails.
+bool Append(cJSON* array, cJSON* item) {
+    if (!cJSON_AddItemToArray(array, item)) {
+        cJSON_Delete(item);
+        return false;
+    }
+    return true;
+}
+
+void Print(const cJSON* root, std::string& out) {
+    Text text(cJSON_PrintUnformatted(root));
+    if (text) {
+        out = text.get();
+    }
+}
+
+// {"lower": lower, "upper": upper}, or null.
+cJSON* MakeRange(const std::string& lower, const std::string& upper) {
+    Tree range(cJSON_CreateObject());
+    if (!range || !AddString(range.get(), "lower", lower) ||
+        !AddString(range.get(), "upper", upper)) {
+        return nullptr;
+    }
+    return range.release();
+}
+
+cJSON* MakeCapabilities(const Record& r) {
+    Tree capabilities(cJSON_CreateObject());
+    cJSON* c = capabilities.get();
+    if (!c || !AddBool(c, "is_support_enable_app", r.is_support_enable_app) ||
+        !AddBool(c, "is_support_update_fw", r.is_support_update_fw) ||
+        !AddBool(c, "is_support_add_server", r.is_support_add_server)) {
+        return nullptr;
+    }
+    return capabilities.release();
+}
+
+cJSON* MakeNoticeReason() {
+    Tree reason(cJSON_CreateObject());
+    cJSON* n = reason.get();
+    if (!n || !fdr::json::AddInt32(n, "type", 23) || !fdr::json::AddInt32(n, "action", 23000) ||
+        !AddString(n, "command_id", "")) {
+        return nullptr;
+    }
+    return reason.release();
+}
+
+enum class Receiver { kArbitrator, kDravoService };
+
+// The keys of a member object in the change bodies, shared by both receivers; the central
+// video-management service gets neither "autonomy_group" nor "center_capabilities". Stops at the
+// first value that cannot be created and returns false; `object` keeps the keys added so far.
+bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
+    const bool arbitrator = receiver == Receiver::kArbitrator;
+    if (arbitrator && !fdr::json::AddInt32(o, "autonomy_group", r.group_id)) {
+        return false;
+    }
+    // The desktop-client range takes its "lower" from the central-server lower bound, so the
+    // desktop client's own lower bound is never sent; kept on purpose.
+    const bool head =
+        AddString(o, "auth_data", r.auth_data) && AddString(o, "autonomy_add_time", r.add_time) &&
+        AddString(o, "autonomy_address", r.address) &&
+        AddString(o, "autonomy_firmware", r.firmware) &&
+        AddString(o, "autonomy_firmware_date", r.firmware_date) &&
+        fdr::json::AddUInt64(o, "autonomy_health_status", r.health_status) &&
+        AddString(o, "autonomy_id", r.autonomy_id) &&
+        AddString(o, "autonomy_lid", r.autonomy_lid) &&
+        AddString(o, "autonomy_lname", r.autonomy_lname) && AddString(o, "autonomy_mac", r.mac) &&
+        AddString(o, "autonomy_mode", r.server_mode) &&
+        AddString(o, "autonomy_password", r.password) && AddString(o, "autonomy_sid", r.sid) &&
+        AddString(o, "autonomy_username", r.username) && AddBool(o, "is_admin", r.is_admin) &&
+        AddString(o, "machine_internal_model", r.machine_internal_model) &&
+        AddString(o, "machine_model", r.machine_model) &&
+        AddString(o, "machine_name", r.machine_name) &&
+        AddString(o, "machine_version", r.machine_version) &&
+        fdr::json::AddItem(o, "zelpro_cms_server_required",
+                           MakeRange(r.cms_server_required_lower, r.cms_server_required_upper)) &&
+        fdr::json::AddItem(o, "zelpro_pc_client_required",
+                           MakeRange(r.cms_server_required_lower, r.pc_client_required_upper)) &&
+        fdr::json::AddInt32(o, "retrieve", r.retrieve) && AddString(o, "autonomy_token", r.token) &&
+        // A number on the record, text on the wire.
+        AddString(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num));
+    if (!head) {
+        return false;
+    }
+    if (arbitrator && !fdr::json::AddItem(o, "center_capabilities", MakeCapabilities(r))) {
+        return false;
+    }
+    if (!AddBool(o, "is_zep", r.is_zep) ||
+        !AddBool(o, "centralized_by_another", r.centralized_by_another)) {
+        return false;
+    }
+    // Sent as the JSON it holds; empty or unparsable text leaves the key out and is no failure.
+    if (!r.thirdparty_support_list.empty()) {
+        fdr::json::AddItem(o, "thirdparty_support_list",
+                           fdr::json::Parse(r.thirdparty_support_list));
+    }
+    return AddString(o, "sys_health", r.sys_health);
+}
+
+int FormatChange(DravoAgentData::AutonomyList& list, Receiver receiver, std::string& out) {
+    out.clear();
+    Tree root(cJSON_CreateObject());
+    if (!root) {
+        return 0;
+    }
+    if (receiver == Receiver::kDravoService &&
+        !fdr::json::AddItem(root.get(), "notice_reason", MakeNoticeReason())) {
+        return 0;
+    }
+    cJSON* array = AddList(root.get());
+    if (array == nullptr) {
+        return 0;
+    }
+    // Each record's object replaces the one before, so only the last record reaches the body;
+    // deliberate, kept.
+    Tree member;
+    for (const auto& record : list.autonomy_list) {
+        if (!record) {
+            continue;
+        }
+        member.reset(cJSON_CreateObject());
+        if (!member || !AddMemberKeys(member.get(), *record, receiver)) {
+            break;  // the partly built object is still sent
+        }
+    }
+    if (member) {
+        Append(array, member.release());
+    }
+    Print(root.get(), out);
+    return 0;
+}
+
+}  // namespace
+
+int CAutonomyListJsonFormatter::FormatRestAutonomy(std::shared_ptr<Record>& record,
+                                                   std::stringstream& stream) {
+    if (!record) {
+        return 0;
+    }
+    const Record& r = *record;
+    Tree object(cJSON_CreateObject());
+    cJSON* o = object.get();
+    // The member log service has always been sent "machine_name" twice; kept.
+    const bool built =
+        o && AddString(o, "autonomy_lid", r.autonomy_lid) &&
+        AddString(o, "auth_data", r.auth_data) && AddString(o, "autonomy_add_time", r.add_time) &&
+        AddString(o, "autonomy_address", r.address) &&
+        AddString(o, "autonomy_firmware", r.firmware) &&
+        AddString(o, "autonomy_firmware_date", r.firmware_date) &&
+        AddString(o, "machine_internal_model", r.machine_internal_model) &&
+        AddString(o, "machine_model", r.machine_model) &&
+        AddString(o, "machine_name", r.machine_name) &&
+        AddString(o, "machine_name", r.machine_name) &&
+        AddString(o, "machine_version", r.machine_version) &&
+        AddString(o, "autonomy_id", r.autonomy_id) &&
+        AddString(o, "autonomy_lname", r.autonomy_lname) && AddString(o, "autonomy_mac", r.mac) &&
+        AddString(o, "autonomy_mode", r.server_mode) &&
+        AddString(o, "autonomy_username", r.username) &&
+        AddString(o, "autonomy_password", r.password) && AddString(o, "autonomy_sid", r.sid) &&
+        AddString(o, "autonomy_token", r.token) &&
+        fdr::json::AddUInt64(o, "autonomy_health_status", r.health_status) &&
+        AddString(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num)) &&
+        AddBool(o, "is_admin", r.is_admin) && fdr::json::AddInt32(o, "autonomy_group", r.group_id);
+    if (!built) {
+        return 0;
+    }
+    Text text(cJSON_PrintUnformatted(o));
+    if (text) {
+        stream << text.get();
+    }
+    // "sys_health" joins the object only after it was printed, so the member log service never
+    // receives it; the order is kept on purpose.
+    AddString(o, "sys_health", r.sys_health);
+    return 0;
+}
+
+int CAutonomyListJsonFormatter::FormatterAddAutonomy(DravoAgentData::AutonomyList& list,
+                                                     std::string& out) {
+    out.clear();
+    // The copy keeps every record alive while it is formatted.
+    const std::vector<std::shared_ptr<Record>> records = list.autonomy_list;
+    Tree root(cJSON_CreateObject());
+    cJSON* array = AddList(root.get());
+    if (array == nullptr) {
+        return 0;
+    }
+    for (auto record : records) {
+        std::stringstream text;
+        FormatRestAutonomy(record, text);
+        // Read back with the exact parser so that health codes above 2^53 keep every digit; a
+        // record that printed nothing does not parse and is left out.
+        cJSON* member = fdr::json::Parse(text.str());
+        if (member != nullptr) {
+            Append(array, member);
+        }
+    }
+    Print(root.get(), out);
+    return 0;
+}
+
+int CAutonomyListJsonFormatter::FormatterRemoveAutonomyInfo(std::string& lid, std::string& out) {
+    out.clear();
+    Tree root(cJSON_CreateObject());
+    cJSON* array = AddList(root.get());
+    if (array == nullptr || !Append(array, cJSON_CreateString(lid.c_str()))) {
+        return 0;
+    }
+    Print(root.get(), out);
+    return 0;
+}
+
+int CAutonomyListJsonFormatter::FormatterArbitratorRemoveAutonomyInfo(std::string& lid,
+                                                                      std::string& out) {
+    out.clear();
+    Tree root(cJSON_CreateObject());
+    cJSON* array = AddList(root.get());
+    Tree member(cJSON_CreateObject());
+    if (array == nullptr || !member || !AddString(member.get(), "autonomy_lid", lid) ||
+        !fdr::json::AddInt32(member.get(), "retrieve", 1) || !Append(array, member.release())) {
+        return 0;
+    }
+    Print(root.get(), out);
+    return 0;
+}
+
+int CAutonomyListJsonFormatter::FormatterArbitratorAutonomyChange(
+    DravoAgentData::AutonomyList& list, std::string& out) {
+    return FormatChange(list, Receiver::kArbitrator, out);
+}
+
+int CAutonomyListJsonFormatter::FormatterDravoServerAutonomyChange(
+    DravoAgentData::AutonomyList& list, std::string& out) {
+    return FormatChange(list, Receiver::kDravoService, out);
+}

@@ -1,0 +1,100 @@
+// Readers of the federation service's setting, error and member-list answers.
+#include <cjson/cJSON.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "FederateUtil/LocalServices.h"
+#include "json/CFdrUtilParser.h"
+#include "json/FederationError.h"
+#include "json/JsonNumber.h"
+
+namespace {
+
+using Record = DravoAgentData::AutonomyList::AutonomyListObj;
+
+struct DocumentDeleter {
+    void operator()(cJSON* root) const { cJSON_Delete(root); }
+};
+// Released on every path, also when copying a string throws.
+using Document = std::unique_ptr<cJSON, DocumentDeleter>;
+
+// A key of another type counts as absent and leaves `member` as it was.
+void ReadString(const cJSON* object, const char* key, std::string& member) {
+    const cJSON* item = cJSON_GetObjectItem(object, key);
+    if (cJSON_IsString(item)) {
+        member = item->valuestring;
+    }
+}
+
+std::shared_ptr<Record> ReadMember(const cJSON* element) {
+    auto record = std::make_shared<Record>();
+    // Only the first group counts.
+    const cJSON* groups = cJSON_GetObjectItem(element, "group_list");
+    if (cJSON_IsArray(groups) && cJSON_IsObject(groups->child)) {
+        if (const cJSON* id = fdr::json::GetNumber(groups->child, "id")) {
+            record->group_id = fdr::json::AsInt32(id);
+        }
+    }
+    ReadString(element, "add_time", record->add_time);
+    ReadString(element, "autonomy_lid", record->autonomy_lid);
+    ReadString(element, "autonomy_id", record->autonomy_id);
+    ReadString(element, "autonomy_lname", record->autonomy_lname);
+    ReadString(element, "address", record->address);
+    ReadString(element, "username", record->username);
+    ReadString(element, "password", record->password);
+    ReadString(element, "server_mode", record->server_mode);
+    ReadString(element, "mac", record->mac);
+    return record;
+}
+
+}  // namespace
+
+unsigned int CFdrUtilParser::ParseFederateSetting(const char* text, std::string& guid) {
+    Document root(fdr::json::Parse(text));
+    if (!root) {
+        return kSettingNotJson;
+    }
+    const cJSON* info = cJSON_GetObjectItem(root.get(), "serviceInfo");
+    ReadString(info, "GUID", guid);
+    // The GUID stays stored even when the answer reports an error.
+    const cJSON* err_code = fdr::json::GetNumber(root.get(), "err_code");
+    const uint32_t code = err_code != nullptr ? fdr::json::AsUInt32(err_code) : 0;
+    if (code != 0) {
+        FDR_CENTER_LOG("[fedutil] LoadFederateSetting err_code: 0x%x", code);
+        return kSettingError;
+    }
+    return 0;
+}
+
+unsigned int CFdrUtilParser::ParseFdrErrorCode(const char* text, std::string& err_str) {
+    Document root(fdr::json::Parse(text));
+    // An answer without "autonomy_list" is rejected unread, even when it carries "err_code";
+    // deliberate, kept.
+    if (!root || cJSON_GetObjectItem(root.get(), "autonomy_list") == nullptr) {
+        return kAnswerNotJson;
+    }
+    uint32_t code = 0;
+    fdr::ReportFederationError(root.get(), &err_str, code);
+    return code;
+}
+
+unsigned int CFdrUtilParser::ParseAutonomyList(const char* text,
+                                               std::vector<std::shared_ptr<Record>>& list) {
+    Document root(fdr::json::Parse(text));
+    const cJSON* members = root ? cJSON_GetObjectItem(root.get(), "autonomy_list") : nullptr;
+    if (members == nullptr) {
+        return kAnswerNotJson;
+    }
+    // Every child is a candidate: an object's members are read like an array's elements, and a
+    // string or number has no children, so it yields no record.
+    for (const cJSON* child = members->child; child != nullptr; child = child->next) {
+        if (cJSON_IsObject(child)) {
+            list.push_back(ReadMember(child));
+        }
+    }
+    // The records read above stay in the list whatever the error code says.
+    uint32_t code = 0;
+    fdr::ReportFederationError(root.get(), nullptr, code);
+    return code;
+}
