@@ -1,10 +1,55 @@
-#include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/NotBuilt.h"
+#include <mutex>
 
-int CFederateUtil::NotifyArbitratorAutoModeChange(FederateBoxType::AutonomyInfo, std::string) {
-    return fdr::ReportNotBuilt("NotifyArbitratorAutoModeChange");
+#include "FederateUtil/CFederateUtil.h"
+#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/NotifyLocks.h"
+#include "federateutil/Base64.h"
+#include "json/JsonNumber.h"
+
+// Fire-and-forget: a failed notice is logged and still returns 0.
+int CFederateUtil::NotifyArbitratorAutoModeChange(FederateBoxType::AutonomyInfo info,
+                                                  std::string server_mode) {
+    msg("NotifyArbitratorAutoModeChange start");
+    std::lock_guard<std::mutex> lock(m_notify_lock1);
+
+    std::string password;
+    b64_encode_v2(reinterpret_cast<const unsigned char*>(info.password.data()),
+                  static_cast<unsigned int>(info.password.size()), password);
+    // Built by hand as the arbitrator has always received it: members copied raw, without
+    // escaping, and "group" the one bare number.
+    std::string body = "{";
+    body += "\"autonomy_list\":[{";
+    body += "\"lid\":\"" + info.lid + "\",";
+    body += "\"lname\":\"" + info.lname + "\",";
+    body += "\"username\":\"" + info.username + "\",";
+    body += "\"password\":\"" + password + "\",";
+    body += "\"server_mode\":\"" + server_mode + "\",";
+    body += "\"address\":\"" + info.address + "\",";
+    body += "\"group\":" + fdr::json::ToDecimal(info.group);
+    body += "}]";
+    body += "}";
+
+    msg("NotifyArbitratorAutoModeChange request start: %s", body.c_str());
+    std::string response;
+    const int n_ret = fdr::CallLocalService(fdr::endpoint::kApplyAutonomies, response, body);
+    msg("NotifyArbitratorAutoModeChange request end, n_ret=%d, %s", n_ret, response.c_str());
+    if (n_ret != 0) {
+        msg("[error]n_ret=%d", n_ret);
+    } else {
+        msg("NotifyArbitratorAutoModeChange response=%s", response.c_str());
+    }
+    return 0;
 }
 
-int CFederateUtil::ChangeAutonomyMode(std::string) {
-    return fdr::ReportNotBuilt("ChangeAutonomyMode");
+int CFederateUtil::ChangeAutonomyMode(std::string body) {
+    std::string response;
+    const int n_ret = fdr::CallLocalService(fdr::endpoint::kAggregatorSystemInfo, response, body);
+    FDR_CENTER_LOG("[fedutil] change autonomy mode %s", body.c_str());
+    if (n_ret != 0) {
+        FDR_CENTER_LOG("[fedutil] change autonomy mode fail 0x%X, %s",
+                       static_cast<unsigned int>(n_ret), response.c_str());
+    } else {
+        FDR_CENTER_LOG("[fedutil] change autonomy mode ok");
+    }
+    return n_ret;
 }

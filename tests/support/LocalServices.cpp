@@ -67,6 +67,12 @@ LocalServices::LocalServices(const std::vector<int>& ports) {
         auto& server = listener->server;
         // Small kept-alive exchanges otherwise stall on Nagle and delayed ACKs.
         server.set_tcp_nodelay(true);
+        // cpp-httplib's default SO_REUSEPORT would let two fixtures share a port and split its
+        // traffic; SO_REUSEADDR alone makes a taken port fail to bind, as it should.
+        server.set_socket_options([](socket_t sock) {
+            int yes = 1;
+            setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+        });
         server.set_payload_max_length(512u * 1024u * 1024u);
         auto handler = [this, port](const httplib::Request& req, httplib::Response& res) {
             RecordedRequest request;
