@@ -62,9 +62,11 @@ int CFederateUtil::GetFdrPrivilegeTime(std::string& timestamp) {
     // which reads as err_code -1 below.
     const std::string text(response.c_str());
     reader.parse(text, answer, true);
-    // jsoncpp's own errors (an answer that is not an object, a "config" that is an array or an
-    // object) are left to propagate, as they always have.
-    const int err_code = answer.get("err_code", -1).asInt();
+    // An answer that is JSON but not an object reads like one that does not parse. A
+    // non-integer "err_code" counts as an error answer rather than escaping as jsoncpp's error.
+    const bool readable = answer.isObject() || answer.isNull();
+    const Json::Value code = readable ? answer.get("err_code", -1) : Json::Value(-1);
+    const int err_code = code.isInt() || code.isBool() ? code.asInt() : -1;
     if (err_code != 0) {
         Json::FastWriter writer;
         log_File_Debug_s(fdr::kAggregatorLogPath, fdr::kLogSizeCap,
@@ -72,7 +74,8 @@ int CFederateUtil::GetFdrPrivilegeTime(std::string& timestamp) {
                          writer.write(answer).c_str());
     }
     // Carries on after an error answer on purpose: its "config" (normally absent) still
-    // replaces the output.
-    timestamp = answer.get("config", "").asString();
+    // replaces the output. A "config" that is an array or an object makes jsoncpp raise its
+    // usual error out of the operation, as it always has.
+    timestamp = readable ? answer.get("config", "").asString() : std::string();
     return 0;
 }

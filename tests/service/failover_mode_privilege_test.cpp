@@ -171,6 +171,10 @@ TEST_F(PrivilegeOperations, TimeReadsConfigFromTheReadPortWhateverTheErrorCode) 
         {200, R"({"err_code":5,"config":"stale"})", "stale",
          R"(get privilege time from fdr failed, res={"config":"stale","err_code":5})"},
         {200, "not json", "", "get privilege time from fdr failed, res=null"},
+        // JSON that is not an object, or an "err_code" that is no integer: an error answer.
+        {200, "[1,2]", "", "get privilege time from fdr failed, res=[1,2]"},
+        {200, R"({"err_code":"0","config":"t"})", "t",
+         R"(get privilege time from fdr failed, res={"config":"t","err_code":"0"})"},
         {404, R"({"err_code":0,"config":"x"})", "previous", ""},  // request failed: untouched
     };
     for (const auto& c : cases) {
