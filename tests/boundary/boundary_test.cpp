@@ -36,11 +36,8 @@ class LoadedLibrary : public testing::Test {
         ASSERT_NE(create_, nullptr);
         ASSERT_NE(release_, nullptr);
     }
-    void TearDown() override {
-        if (handle_ != nullptr) {
-            dlclose(handle_);
-        }
-    }
+    // No dlclose, as in a recording server: the library keeps process-wide state (the object,
+    // the token service's address) for the life of the process.
     void* handle_ = nullptr;
     void* (*create_)() = nullptr;
     void (*release_)(void**) = nullptr;

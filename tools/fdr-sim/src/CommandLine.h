@@ -1,0 +1,33 @@
+// The command line of the fdr-sim program.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+
+#include "Faults.h"
+#include "ServiceTable.h"
+
+namespace fdrsim {
+
+struct CommandLine {
+    std::string seed_path;        // empty: the built-in sample federation
+    std::string transcript_path;  // empty: no transcript file
+    std::string ready_file;       // empty: none
+    std::map<Service, FaultMode> faults;
+    std::map<Service, int> ports;
+    bool any_ports = false;
+    std::chrono::seconds token_ttl{3600};
+    std::chrono::seconds refresh_ttl{86400};
+    bool quiet = false;
+    bool help = false;
+    bool version = false;
+    bool print_sample_seed = false;
+};
+
+// Reads the arguments after the program name. On a usage error returns false and sets `error`.
+bool ParseCommandLine(int argc, const char* const* argv, CommandLine& out, std::string* error);
+
+std::string UsageText();
+
+}  // namespace fdrsim

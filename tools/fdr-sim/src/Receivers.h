@@ -1,0 +1,17 @@
+// The services that only receive notifications: the member log service, the arbitrator, the
+// autonomy-mode arbitration, the central video-management service and the aggregator. Each
+// path checks that what arrives is what that service expects, flags the rest and answers
+// 200 "{}"; nothing is ever rejected.
+#pragma once
+
+#include "RouteTable.h"
+#include "ServiceTable.h"
+
+namespace fdrsim {
+
+// Adds the receiving paths of `service` (one of the five above) to `routes`.
+void AddReceiverRoutes(Service service, RouteTable& routes);
+
+bool IsReceiver(Service service);
+
+}  // namespace fdrsim

@@ -1,0 +1,96 @@
+#include "Transcript.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <iomanip>
+#include <sstream>
+#include <utility>
+
+#include "JsonText.h"
+
+namespace fdrsim {
+
+namespace {
+
+std::string FormatTime(std::chrono::system_clock::time_point time, bool utc) {
+    const auto since_epoch = time.time_since_epoch();
+    const std::time_t seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(since_epoch).count();
+    const auto millis =
+        std::chrono::duration_cast<std::chrono::milliseconds>(since_epoch).count() % 1000;
+    std::tm parts{};
+    if (utc) {
+        gmtime_r(&seconds, &parts);
+    } else {
+        localtime_r(&seconds, &parts);
+    }
+    std::ostringstream out;
+    out << std::put_time(&parts, utc ? "%Y-%m-%dT%H:%M:%S" : "%H:%M:%S") << '.' << std::setw(3)
+        << std::setfill('0') << millis << (utc ? "Z" : "");
+    return out.str();
+}
+
+}  // namespace
+
+std::string TranscriptLine(const Exchange& exchange) {
+    // Written field by field: a JSON object of jsoncpp would sort the keys.
+    Json::Value flags(Json::arrayValue);
+    for (const auto& flag : exchange.flags) {
+        flags.append(flag.text);
+    }
+    const std::pair<const char*, Json::Value> fields[] = {
+        {"time", FormatTime(exchange.time, true)},
+        {"service", InfoOf(exchange.service).key},
+        {"port", exchange.port},
+        {"method", exchange.method},
+        {"target", exchange.target},
+        {"request", exchange.request_body},
+        {"status", exchange.status == 0 ? Json::Value() : Json::Value(exchange.status)},
+        {"answer", exchange.answer_body},
+        {"flags", flags},
+        {"ok", exchange.ok()},
+    };
+    std::string line = "{";
+    for (const auto& [key, value] : fields) {
+        line += (line.size() > 1 ? ",\"" : "\"") + std::string(key) + "\":" + CompactJson(value);
+    }
+    return line + "}";
+}
+
+std::string ReadableLine(const Exchange& exchange) {
+    std::ostringstream out;
+    out << FormatTime(exchange.time, false) << "  " << std::left << std::setw(17)
+        << InfoOf(exchange.service).key << ' ' << std::setw(4) << exchange.method << ' '
+        << exchange.target << "  "
+        << (exchange.status == 0 ? "---" : std::to_string(exchange.status)) << "  in "
+        << exchange.request_body.size() << " B  out " << exchange.answer_body.size() << " B";
+    if (!exchange.flags.empty()) {
+        out << "  [";
+        const char* separator = "";
+        for (const auto& flag : exchange.flags) {
+            out << separator << (flag.problem ? "!" : "") << flag.text;
+            separator = "; ";
+        }
+        out << ']';
+    }
+    return out.str();
+}
+
+bool TranscriptFile::Open(const std::string& path, std::string* error) {
+    out_.open(path, std::ios::out | std::ios::trunc);
+    if (!out_) {
+        if (error != nullptr) {
+            *error = "cannot write the transcript " + path + ": " + std::strerror(errno);
+        }
+        return false;
+    }
+    return true;
+}
+
+void TranscriptFile::Write(const Exchange& exchange) {
+    // Flushed per line, so that a reader of the file sees each exchange as it happens.
+    out_ << TranscriptLine(exchange) << std::endl;
+}
+
+}  // namespace fdrsim
