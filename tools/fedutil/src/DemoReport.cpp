@@ -1,0 +1,122 @@
+#include "DemoReport.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+
+namespace fedutil {
+
+namespace {
+
+constexpr size_t kResultWidth = 6;
+constexpr size_t kCheckWidth = 6;
+
+std::string Padded(const Style& style, const Cell& cell, size_t width, bool right) {
+    const size_t length = DisplayWidth(cell.text);
+    const std::string pad(width > length ? width - length : 0, ' ');
+    const std::string painted = style.Paint(cell.text, cell.tone);
+    return right ? pad + painted : painted + pad;
+}
+
+}  // namespace
+
+StepPrinter::StepPrinter(std::ostream& out, const Style& style, size_t title_width,
+                         size_t operation_width)
+    : out_(out), style_(style), title_width_(title_width), operation_width_(operation_width) {}
+
+std::string StepPrinter::Line(const std::string& number, const Cell& title, const Cell& operation,
+                              const Cell& result, const Cell& check, const Cell& detail) const {
+    std::string line = "  " + Padded(style_, Cell(number), 2, true) + "  " +
+                       Padded(style_, title, title_width_, false) + "  " +
+                       Padded(style_, operation, operation_width_, false) + "  " +
+                       Padded(style_, result, kResultWidth, true) + "  " +
+                       Padded(style_, check, kCheckWidth, false) + "  " +
+                       style_.Paint(detail.text, detail.tone);
+    while (!line.empty() && line.back() == ' ') {
+        line.pop_back();
+    }
+    return line;
+}
+
+void StepPrinter::Header() {
+    out_ << Line("#", Cell("step", Tone::Strong), Cell("operation", Tone::Strong),
+                 Cell("result", Tone::Strong), Cell("check", Tone::Strong),
+                 Cell("what came back", Tone::Strong))
+         << '\n';
+}
+
+void StepPrinter::Row(const StepRecord& step) {
+    const Cell result = step.result ? Cell(std::to_string(*step.result),
+                                           *step.result == 0 ? Tone::Plain : Tone::Warn)
+                                    : Cell("-", Tone::Dim);
+    const Cell check = step.passed ? Cell("ok", Tone::Good) : Cell("FAILED", Tone::Bad);
+    out_ << Line(std::to_string(step.number), Cell(step.title), Cell(step.operation, Tone::Dim),
+                 result, check, Cell(step.detail, step.passed ? Tone::Plain : Tone::Bad))
+         << std::endl;
+}
+
+std::string ByteSize(size_t bytes) {
+    if (bytes < 1024) {
+        return std::to_string(bytes) + " B";
+    }
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.1f kB", static_cast<double>(bytes) / 1024.0);
+    return text;
+}
+
+void PrintReceived(std::ostream& out, const Style& style,
+                   const std::vector<TranscriptEntry>& exchanges) {
+    out << '\n'
+        << style.Paint("What each service received", Tone::Strong) << " (" << exchanges.size()
+        << (exchanges.size() == 1 ? " exchange" : " exchanges") << ")\n";
+    std::map<int, std::vector<const TranscriptEntry*>> by_port;
+    for (const auto& exchange : exchanges) {
+        by_port[exchange.port].push_back(&exchange);
+    }
+    TextTable table({"service", "port", "request", "status", "sent", "the service noted"});
+    table.AlignRight(1);
+    table.AlignRight(3);
+    table.AlignRight(4);
+    table.LimitWidth(2, 66);
+    for (const auto& [port, entries] : by_port) {
+        bool first = true;
+        for (const TranscriptEntry* entry : entries) {
+            const bool answered_ok = entry->status >= 200 && entry->status < 300;
+            const Tone notes = entry->ok ? Tone::Dim : Tone::Bad;
+            table.AddRow({first ? Cell(entry->service) : Cell(), first ? std::to_string(port) : "",
+                          entry->method + " " + entry->target,
+                          Cell(entry->status == 0 ? "none" : std::to_string(entry->status),
+                               answered_ok ? Tone::Plain : Tone::Bad),
+                          ByteSize(entry->request.size()),
+                          Cell(entry->flags.empty() ? "" : entry->flags[0], notes)});
+            // One note a line keeps the columns readable.
+            for (size_t i = 1; i < entry->flags.size(); ++i) {
+                table.AddRow({"", "", "", "", "", Cell(entry->flags[i], notes)});
+            }
+            first = false;
+        }
+    }
+    if (!table.Empty()) {
+        table.Print(out, style);
+    }
+}
+
+std::string SummaryLine(const std::vector<StepRecord>& steps) {
+    std::string failed;
+    size_t passed = 0;
+    for (const auto& step : steps) {
+        if (step.passed) {
+            ++passed;
+        } else {
+            failed += (failed.empty() ? "" : ", ") + std::to_string(step.number);
+        }
+    }
+    std::string line =
+        "demo: " + std::to_string(steps.size()) + " steps, " + std::to_string(passed) + " ok";
+    if (!failed.empty()) {
+        line += ", " + std::to_string(steps.size() - passed) + " failed (" + failed + ")";
+    }
+    return line;
+}
+
+}  // namespace fedutil

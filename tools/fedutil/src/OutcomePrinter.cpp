@@ -1,0 +1,222 @@
+#include "OutcomePrinter.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "Errors.h"
+#include "JsonOutput.h"
+#include "RecordJson.h"
+#include "ResultCodes.h"
+#include "json/JsonNumber.h"
+
+namespace fedutil {
+
+namespace {
+
+using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
+
+std::string Plural(size_t count, const char* one, const char* many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::string LensOf(const ChannelObj& channel) {
+    if (channel.fisheye.fisheye_type != -1) {
+        return "fisheye " + std::to_string(channel.fisheye.fisheye_type);
+    }
+    if (channel.projection.projection_type != 0) {
+        return "projection " + std::to_string(channel.projection.projection_type);
+    }
+    return "plain";
+}
+
+std::string AddressOf(const ChannelObj& channel) {
+    const auto& network = channel.network_setting;
+    if (network.lan_addr.empty()) {
+        return "";
+    }
+    return network.lan_port != 0 ? network.lan_addr + ":" + std::to_string(network.lan_port)
+                                 : network.lan_addr;
+}
+
+void PrintMembers(std::ostream& out, const Style& style,
+                  const DravoAgentData::AutonomyList& members) {
+    out << '\n'
+        << style.Paint("members", Tone::Strong) << " ("
+        << Plural(members.autonomy_list.size(), "server", "servers") << ")\n";
+    if (members.autonomy_list.empty()) {
+        return;
+    }
+    TextTable table({"lid", "name", "address", "user", "mode", "group", "mac", "added"});
+    table.AlignRight(5);
+    table.LimitWidth(1, 28);
+    for (const auto& member : members.autonomy_list) {
+        if (member) {
+            table.AddRow({member->autonomy_lid, member->autonomy_lname, member->address,
+                          member->username, member->server_mode, std::to_string(member->group_id),
+                          member->mac, member->add_time});
+        }
+    }
+    table.Print(out, style);
+}
+
+void PrintChannels(std::ostream& out, const Style& style, const std::string& lid,
+                   const ChannelObjList& channels) {
+    out << '\n'
+        << style.Paint("channels of member " + lid, Tone::Strong) << " ("
+        << Plural(channels.size(), "channel", "channels") << ")\n";
+    if (channels.empty()) {
+        return;
+    }
+    TextTable table({"index", "name", "guid", "camera", "lens", "address"});
+    table.AlignRight(0);
+    table.LimitWidth(1, 28);
+    table.LimitWidth(3, 28);
+    for (const auto& channel : channels) {
+        if (channel) {
+            const auto& maker = channel->manufacturer;
+            std::string camera = maker.camera_brand;
+            camera +=
+                (camera.empty() || maker.camera_model.empty() ? "" : " ") + maker.camera_model;
+            table.AddRow({std::to_string(channel->channel_index), channel->channel_name,
+                          channel->channel_guid, camera, LensOf(*channel), AddressOf(*channel)});
+        }
+    }
+    table.Print(out, style);
+}
+
+void PrintDocument(std::ostream& out, const Style& style, const std::string& name,
+                   const std::string& text, bool has_output_option) {
+    std::string heading = name + " (" + Plural(text.size(), "byte", "bytes");
+    if (has_output_option && !text.empty()) {
+        heading += "; --output FILE writes the exact text";
+    }
+    out << '\n' << style.Paint(heading + ")", Tone::Strong) << '\n';
+    if (text.empty()) {
+        out << style.Paint("  (empty)", Tone::Dim) << '\n';
+        return;
+    }
+    if (auto pretty = PrettyJsonText(text)) {
+        out << *pretty << '\n';
+    } else {
+        out << text << (text.back() == '\n' ? "" : "\n");
+        out << style.Paint("  (not valid JSON; shown exactly as produced)", Tone::Warn) << '\n';
+    }
+}
+
+// The parsers echo the service's error triple on every answer; on success that says nothing.
+bool OnlyServiceEcho(const std::vector<std::string>& console) {
+    for (const auto& line : console) {
+        if (line.rfind("err_no : ", 0) != 0 && line.rfind("err_str : ", 0) != 0 &&
+            line.rfind("err_code : ", 0) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool HasOption(const OperationSpec& operation, const char* name) {
+    for (const auto& option : operation.options) {
+        if (std::strcmp(option.name, name) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& operation,
+                  const OperationOutcome& outcome) {
+    const bool ok = outcome.result == 0;
+    out << style.Paint(operation.name, Tone::Strong) << "  result " << outcome.result << " ("
+        << HexResult(outcome.result) << ")  "
+        << style.Paint(DescribeResult(outcome.result, operation.result_kind, outcome.console),
+                       ok ? Tone::Good : Tone::Bad)
+        << '\n';
+
+    if (!outcome.texts.empty()) {
+        TextTable texts({"output", "value"});
+        for (const auto& [name, value] : outcome.texts) {
+            texts.AddRow({name, value.empty() ? Cell("(empty)", Tone::Dim) : Cell(value)});
+        }
+        out << '\n';
+        texts.Print(out, style);
+    }
+    // An empty list after a failure says nothing the result line has not said.
+    if (outcome.members && (ok || !outcome.members->autonomy_list.empty())) {
+        PrintMembers(out, style, *outcome.members);
+    }
+    if (outcome.channels && (ok || !outcome.channels->empty())) {
+        PrintChannels(out, style, outcome.channels_lid, *outcome.channels);
+    }
+    if (outcome.document) {
+        PrintDocument(out, style, outcome.document_name, *outcome.document,
+                      HasOption(operation, "--output"));
+    }
+    if (!outcome.notes.empty()) {
+        out << '\n';
+        for (const auto& note : outcome.notes) {
+            out << style.Paint("note: " + note, Tone::Warn) << '\n';
+        }
+    }
+    if (!outcome.console.empty() &&
+        (!ok || !outcome.notes.empty() || !OnlyServiceEcho(outcome.console))) {
+        out << '\n' << style.Paint("library console", Tone::Strong) << '\n';
+        for (const auto& line : outcome.console) {
+            out << "  " << style.Paint(line, Tone::Dim) << '\n';
+        }
+    }
+}
+
+std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& outcome,
+                        const std::string& library_path) {
+    JsonTree root = NewObject();
+    AddText(root.get(), "operation", operation.name);
+    AddText(root.get(), "library", library_path);
+    Add(root.get(), "result", fdr::json::MakeInt32(outcome.result));
+    AddText(root.get(), "result_hex", HexResult(outcome.result));
+    AddText(root.get(), "meaning",
+            DescribeResult(outcome.result, operation.result_kind, outcome.console));
+    Add(root.get(), "exit_status", fdr::json::MakeInt32(ExitStatusForResult(outcome.result)));
+
+    JsonTree outputs = NewObject();
+    for (const auto& [name, value] : outcome.texts) {
+        AddText(outputs.get(), name.c_str(), value);
+    }
+    if (outcome.members) {
+        Add(outputs.get(), "members", MemberListJson(*outcome.members));
+    }
+    if (outcome.channels) {
+        Add(outputs.get(), "channels", ChannelListJson(outcome.channels_lid, *outcome.channels));
+    }
+    if (outcome.document) {
+        AddText(outputs.get(), outcome.document_name.c_str(), *outcome.document);
+    }
+    Add(root.get(), "outputs", std::move(outputs));
+
+    JsonTree notes = NewArray();
+    for (const auto& note : outcome.notes) {
+        Append(notes.get(), JsonTree(cJSON_CreateString(note.c_str())));
+    }
+    Add(root.get(), "notes", std::move(notes));
+    JsonTree console = NewArray();
+    for (const auto& line : outcome.console) {
+        Append(console.get(), JsonTree(cJSON_CreateString(line.c_str())));
+    }
+    Add(root.get(), "library_console", std::move(console));
+    return PrettyJson(root.get()) + "\n";
+}
+
+void WriteOutputFile(const std::string& path, const std::string& text) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (out) {
+        out << text;
+        out.flush();
+    }
+    if (!out) {
+        throw OutputError("cannot write " + path + ": " + std::strerror(errno));
+    }
+}
+
+}  // namespace fedutil

@@ -1,0 +1,117 @@
+#include "ResultCodes.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+
+namespace fedutil {
+
+namespace {
+
+// The local client's codes (the reference platform's table; a host's own client uses the same).
+const char* LocalClientMeaning(int result) {
+    switch (result) {
+        case 1:
+            return "local client: bad arguments";
+        case 2:
+            return "local client: the request could not be prepared";
+        case 3:
+            return "local client: transport failure (refused, reset or timed out)";
+        case 4:
+            return "local client: the service answered with a non-2xx status";
+        default:
+            return nullptr;
+    }
+}
+
+const char* ParserMeaning(uint32_t code) {
+    switch (code) {
+        case 0xD3020100u:
+            return "the answer is not JSON or has no autonomy_list";
+        case 0xD3020200u:
+            return "the token service answered with an error";
+        case 0xD3020201u:
+            return "the token answer is not JSON";
+        case 0xD3020300u:
+            return "the service setting answer carries a non-zero err_code";
+        case 0xD3020301u:
+            return "the service setting answer is not JSON";
+        case 0xD3020400u:
+            return "the channel list is not usable (not JSON, no channel_list, or bad data)";
+        default:
+            return nullptr;
+    }
+}
+
+constexpr int kNotBuilt = -38;
+
+}  // namespace
+
+int ExitStatusForResult(int result) {
+    if (result >= 0 && result <= 63) {
+        return result;
+    }
+    return 1;
+}
+
+std::string HexResult(int result) {
+    char text[16];
+    std::snprintf(text, sizeof(text), "0x%08X", static_cast<uint32_t>(result));
+    return text;
+}
+
+namespace {
+
+// The service's error echoed by the library's parsers: "err_code : 3" (unsigned) and
+// "err_str : unknown autonomy_lid 9". Empty when the console holds no matching code.
+std::optional<std::string> ServiceError(int result, const std::vector<std::string>& console) {
+    const std::string code = "err_code : " + std::to_string(static_cast<uint32_t>(result));
+    bool found = false;
+    std::string text;
+    for (const auto& line : console) {
+        found = found || line == code;
+        if (line.rfind("err_str : ", 0) == 0) {
+            text = line.substr(10);
+        }
+    }
+    if (!found) {
+        return std::nullopt;
+    }
+    return "the federation service's err_code " + std::to_string(result) +
+           (text.empty() ? "" : ": " + text);
+}
+
+}  // namespace
+
+std::string DescribeResult(int result, ResultKind kind, const std::vector<std::string>& console) {
+    if (result == 0) {
+        return "ok";
+    }
+    if (result == kNotBuilt) {
+        return "not built in this version of the library";
+    }
+    const char* client = LocalClientMeaning(result);
+    const char* parser = ParserMeaning(static_cast<uint32_t>(result));
+    switch (kind) {
+        case ResultKind::AlwaysZero:
+        case ResultKind::Text:
+            return "unexpected: this operation is documented to return 0";
+        case ResultKind::RequestCode:
+            return client != nullptr ? client : "local client: unknown code";
+        case ResultKind::RequestOrParser:
+        case ResultKind::RequestOrServiceCode:
+            if (auto service = ServiceError(result, console)) {
+                return *service;
+            }
+            if (parser != nullptr && kind == ResultKind::RequestOrParser) {
+                return parser;
+            }
+            if (client != nullptr) {
+                return client;
+            }
+            return "the federation service's err_code " + std::to_string(result);
+    }
+    return "unknown code";
+}
+
+}  // namespace fedutil

@@ -1,0 +1,46 @@
+// The local-services simulator as the demo runs it: found beside fedutil or on PATH, started in
+// the background with a transcript and a ready file, and stopped again.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace fedutil {
+
+// True when something accepts connections on the federation service's port, 127.0.0.1:10240.
+bool FederationServiceAnswers();
+
+// `explicit_path` when given (it must exist), else "<exe dir>/../fdr-sim/fdr-sim" of the build
+// tree, "<exe dir>/fdr-sim", then the first fdr-sim on PATH. Throws UnavailableError.
+std::string FindSimulator(const std::string& explicit_path);
+
+class SimulatorProcess {
+  public:
+    // Starts `program --quiet --transcript <folder>/transcript.jsonl --ready-file ...` and waits
+    // at most `timeout` for the ready file. Throws UnavailableError with the simulator's own
+    // message when it exits first, or when it does not get ready in time.
+    static std::unique_ptr<SimulatorProcess> Start(const std::string& program,
+                                                   const std::string& folder,
+                                                   std::chrono::milliseconds timeout);
+    ~SimulatorProcess();
+    SimulatorProcess(const SimulatorProcess&) = delete;
+    SimulatorProcess& operator=(const SimulatorProcess&) = delete;
+
+    // SIGTERM, then SIGKILL if it has not ended within five seconds. Idempotent.
+    void Stop();
+
+    pid_t Pid() const { return pid_; }
+    const std::string& TranscriptPath() const { return transcript_; }
+
+  private:
+    SimulatorProcess(pid_t pid, std::string transcript)
+        : pid_(pid), transcript_(std::move(transcript)) {}
+
+    pid_t pid_;
+    std::string transcript_;
+};
+
+}  // namespace fedutil

@@ -1,0 +1,129 @@
+#include "TextTable.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace fedutil {
+
+Style Style::ForDescriptor(int fd) {
+    const char* no_colour = std::getenv("NO_COLOR");
+    const char* term = std::getenv("TERM");
+    const bool dumb = term == nullptr || std::strcmp(term, "dumb") == 0;
+    return Style(isatty(fd) == 1 && (no_colour == nullptr || *no_colour == '\0') && !dumb);
+}
+
+std::string Style::Paint(const std::string& text, Tone tone) const {
+    if (!colour_ || tone == Tone::Plain || text.empty()) {
+        return text;
+    }
+    const char* code = "";
+    switch (tone) {
+        case Tone::Good:
+            code = "\033[32m";
+            break;
+        case Tone::Bad:
+            code = "\033[1;31m";
+            break;
+        case Tone::Warn:
+            code = "\033[33m";
+            break;
+        case Tone::Dim:
+            code = "\033[2m";
+            break;
+        case Tone::Strong:
+            code = "\033[1m";
+            break;
+        case Tone::Plain:
+            break;
+    }
+    return code + text + "\033[0m";
+}
+
+size_t DisplayWidth(const std::string& text) {
+    size_t width = 0;
+    for (unsigned char c : text) {
+        width += (c & 0xC0) != 0x80 ? 1 : 0;
+    }
+    return width;
+}
+
+std::string Ellipsize(const std::string& text, size_t width) {
+    if (DisplayWidth(text) <= width || width == 0) {
+        return text;
+    }
+    std::string out;
+    size_t columns = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        if ((c & 0xC0) != 0x80 && ++columns == width) {
+            break;
+        }
+        out += text[i];
+    }
+    return out + "…";
+}
+
+TextTable::TextTable(std::vector<std::string> headers)
+    : headers_(std::move(headers)), right_(headers_.size(), false), limits_(headers_.size(), 0) {}
+
+void TextTable::AlignRight(size_t column) {
+    right_.at(column) = true;
+}
+
+void TextTable::LimitWidth(size_t column, size_t width) {
+    limits_.at(column) = width;
+}
+
+void TextTable::AddRow(std::vector<Cell> row) {
+    row.resize(headers_.size());
+    for (size_t i = 0; i < row.size(); ++i) {
+        if (limits_[i] != 0) {
+            row[i].text = Ellipsize(row[i].text, limits_[i]);
+        }
+    }
+    rows_.push_back(std::move(row));
+}
+
+void TextTable::Print(std::ostream& out, const Style& style, const std::string& indent) const {
+    std::vector<size_t> widths(headers_.size(), 0);
+    for (size_t i = 0; i < headers_.size(); ++i) {
+        widths[i] = DisplayWidth(headers_[i]);
+        for (const auto& row : rows_) {
+            widths[i] = std::max(widths[i], DisplayWidth(row[i].text));
+        }
+    }
+    auto line = [&](const std::vector<Cell>& cells) {
+        std::string text = indent;
+        for (size_t i = 0; i < cells.size(); ++i) {
+            const bool last = i + 1 == cells.size();
+            const size_t pad = widths[i] - DisplayWidth(cells[i].text);
+            if (right_[i]) {
+                text.append(pad, ' ');
+            }
+            text += style.Paint(cells[i].text, cells[i].tone);
+            if (!right_[i] && !last) {
+                text.append(pad, ' ');
+            }
+            if (!last) {
+                text += "  ";
+            }
+        }
+        while (!text.empty() && text.back() == ' ') {
+            text.pop_back();
+        }
+        out << text << '\n';
+    };
+    std::vector<Cell> header;
+    for (const auto& title : headers_) {
+        header.emplace_back(title, Tone::Strong);
+    }
+    line(header);
+    for (const auto& row : rows_) {
+        line(row);
+    }
+}
+
+}  // namespace fedutil
