@@ -1,14 +1,19 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, when they are missing, and says
-# so. Usage: scripts/ensure-deps.sh [build|test]  (test adds what the test suite needs)
+# so. Usage: scripts/ensure-deps.sh [build|test|fuzz|memcheck]
+#   test adds what the test suite needs, fuzz the clang toolchain of the fuzzers, memcheck valgrind.
 set -euo pipefail
 
 purpose=${1:-build}
 packages=(g++ cmake make pkg-config binutils libcjson-dev libcurl4-openssl-dev libjsoncpp-dev
           libssl-dev libcpp-httplib-dev)
-if [ "$purpose" = test ]; then
-    packages+=(libgtest-dev libgmock-dev libbenchmark-dev iproute2)
-fi
+case "$purpose" in
+    build) ;;
+    test) packages+=(libgtest-dev libgmock-dev libbenchmark-dev iproute2 abigail-tools) ;;
+    fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
+    memcheck) packages+=(valgrind) ;;
+    *) echo "usage: $0 [build|test|fuzz|memcheck]" >&2; exit 2 ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do
