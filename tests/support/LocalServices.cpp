@@ -74,6 +74,9 @@ LocalServices::LocalServices(const std::vector<int>& ports) {
             setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
         });
         server.set_payload_max_length(512u * 1024u * 1024u);
+        // One exchange per connection: a client's kept-alive connection would otherwise hold a
+        // worker until the keep-alive time-out and slow every Stop() down.
+        server.set_keep_alive_max_count(1);
         auto handler = [this, port](const httplib::Request& req, httplib::Response& res) {
             RecordedRequest request;
             request.port = port;

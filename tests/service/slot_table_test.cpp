@@ -1,0 +1,230 @@
+// A host compiled long ago knows the federation interface only as a table of 30 operations in a
+// fixed order. This test declares that table on its own (not from the library's interface header),
+// takes the library object through the factory and calls every slot through it, as such a host
+// does, and checks that each slot reaches its own operation: the request the local services
+// receive, or the text of the three pure formatting slots.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "federateutil/DravoAgentData.h"
+#include "federateutil/FederateBoxType.h"
+#include "support/LocalServices.h"
+
+extern "C" void* CreateFederateUtilInstance();
+
+// Outside an anonymous namespace on purpose: a class that no one in this file implements, and
+// that only this file could implement, would let the compiler turn its calls into traps.
+namespace old_host {
+
+namespace D = DravoAgentData;
+using Channels = std::vector<std::shared_ptr<D::ChannelInformation::ChannelObj>>;
+using Statuses = std::vector<std::shared_ptr<D::RealtimeEvent::ChannelStatusObj>>;
+using Info = FederateBoxType::AutonomyInfo;
+
+// The factory's view: destructor (two slots), QueryInterface, Init, Uninit.
+class HostBaseTable {
+  public:
+    virtual ~HostBaseTable() = default;
+    virtual int QueryInterface(FederateBoxType::InterfaceClassID id, void** out) = 0;
+    virtual int Init(void*, unsigned int, const char*, unsigned int, const char*, bool, const char*,
+                     const char*) = 0;
+    virtual int Uninit() = 0;
+};
+
+// The 30 federation operations, slot by slot.
+class HostFederationTable {
+  public:
+    virtual int NotifyLogAddAutonomy(D::AutonomyList&) = 0;                           // 1
+    virtual int NotifyLogUpdateAutonomy(D::AutonomyList&) = 0;                        // 2
+    virtual int NotifyLogRemoveAutonomy(std::string&) = 0;                            // 3
+    virtual int NotifyLogTokenChange(std::string&) = 0;                               // 4
+    virtual int AuthGetToken(std::string&, std::string&, std::string&) = 0;           // 5
+    virtual int AuthRefreshToken(std::string&, std::string&, std::string&) = 0;       // 6
+    virtual int LoadFdrFederateSetting(std::string&) = 0;                             // 7
+    virtual int LoadFdrChannelSetting(std::string, Channels&) = 0;                    // 8
+    virtual int LoadFdrAutonomyListSetting(D::AutonomyList&) = 0;                     // 9
+    virtual int SaveFdrAllChannelsSetting(D::AutonomyList&, Channels&) = 0;           // 10
+    virtual int AddFdrChannelSetting(std::string&, Channels&) = 0;                    // 11
+    virtual int RefreshFdrChannelSetting(std::string&, Channels&) = 0;                // 12
+    virtual int UpdateFdrChannelSetting(std::string&, Channels&) = 0;                 // 13
+    virtual int RemoveFdrChannelSetting(std::string&, Channels&) = 0;                 // 14
+    virtual int GetFdrPrivilegeByUser(std::string&, std::string&, std::string&) = 0;  // 15
+    virtual int GetFdrPrivilegeTime(std::string&) = 0;                                // 16
+    virtual int NotifyArbitratorAutonomyChange(D::AutonomyList&) = 0;                 // 17
+    virtual int NotifyArbitratorRemoveAutonomy(std::string&) = 0;                     // 18
+    virtual int NotifyArbitratorCameraStatusChange(std::string, Statuses&) = 0;       // 19
+    virtual int NotifyArbitratorCameraListChange(std::string, Channels&) = 0;         // 20
+    virtual int NotifyArbitratorCameraListRefresh(std::string) = 0;                   // 21
+    virtual int NotifyArbitratorAutoModeChange(Info, std::string) = 0;                // 22
+    virtual int NotifyDravoData(std::string, std::string) = 0;                        // 23
+    virtual int NotifyArbitratorRefreshReady() = 0;                                   // 24
+    virtual int NotifyDravoServerAutonomyChange(D::AutonomyList&) = 0;                // 25
+    virtual int ChangeAutonomyMode(std::string) = 0;                                  // 26
+    virtual int FormatFailOverBody(D::AutonomyList&, std::string&) = 0;               // 27
+    virtual int SaveFailOverInfo(const std::string&) = 0;                             // 28
+    virtual std::string FormatFisyeyeSupportFile(D::DravoServerInfo&) = 0;            // 29
+    virtual std::string FormatProjectionSupportFile(D::DravoServerInfo&) = 0;         // 30
+};
+
+}  // namespace old_host
+
+namespace {
+
+namespace D = DravoAgentData;
+using old_host::Channels;
+using old_host::HostBaseTable;
+using old_host::HostFederationTable;
+using old_host::Statuses;
+
+// The object's dynamic type is not these tables, which is the point: UndefinedBehaviorSanitizer's
+// type check of virtual calls would stop every call, so it is switched off where they are made.
+#define HOST_CALL __attribute__((no_sanitize("vptr")))
+
+class HostSlotTable : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(services.started());
+        [this]() HOST_CALL {
+            auto* base = static_cast<HostBaseTable*>(CreateFederateUtilInstance());
+            void* view = nullptr;
+            ASSERT_EQ(base->QueryInterface(FederateBoxType::CentralizedServerID, &view), 1);
+            table = static_cast<HostFederationTable*>(view);
+        }();
+        ASSERT_NE(table, nullptr);
+    }
+    fdrtest::LocalServices services;
+    HostFederationTable* table = nullptr;
+};
+
+using T = HostFederationTable;
+
+// Lvalues for the slots' reference parameters: `a.lid = "L3"` is a std::string& holding "L3",
+// `a.Member("L1")` a member list of one record whose lid is "L1".
+struct Args {
+    std::string lid, x, y, out = "old";
+    D::AutonomyList members;
+    Channels channels;
+    Statuses status;
+    D::DravoServerInfo info;
+
+    D::AutonomyList& Member(const char* member_lid) {
+        members.autonomy_list = {std::make_shared<D::AutonomyList::AutonomyListObj>()};
+        members.autonomy_list[0]->autonomy_lid = member_lid;
+        return members;
+    }
+};
+
+TEST_F(HostSlotTable, EveryRequestSlotReachesItsOwnOperation) {
+    const struct {
+        int slot;
+        std::function<void(T&, Args&)> call;  // arguments that only this slot's request carries
+        int port;
+        const char* method;
+        const char* target;  // path and raw query
+        const char* body;    // a part of the body that shows those arguments
+    } cases[] = {
+        // clang-format off
+        {1, [](T& t, Args& a) HOST_CALL { t.NotifyLogAddAutonomy(a.Member("L1")); },
+         10250, "POST", "/logs/autonomyList", "\"autonomy_lid\":\"L1\""},
+        {2, [](T& t, Args& a) HOST_CALL { t.NotifyLogUpdateAutonomy(a.Member("L2")); },
+         10250, "POST", "/logs/updateList", "\"autonomy_lid\":\"L2\""},
+        {3, [](T& t, Args& a) HOST_CALL { t.NotifyLogRemoveAutonomy(a.lid = "L3"); },
+         10250, "POST", "/logs/deleteList", "{\"autonomy_list\":[\"L3\"]}"},
+        {4, [](T& t, Args& a) HOST_CALL { t.NotifyLogTokenChange(a.x = "token 4"); },
+         10250, "PUT", "/logs/reload_autonomy", "token 4"},
+        {5, [](T& t, Args& a) HOST_CALL { t.AuthGetToken(a.x = "id5", a.y = "s5", a.out); },
+         10229, "POST", "/token", "grant_type=client_credentials&client_id=id5&client_secret=s5&"},
+        {6, [](T& t, Args& a) HOST_CALL { t.AuthRefreshToken(a.x = "id6", a.y = "s6", a.out); },
+         10229, "POST", "/token", "grant_type=refresh_token&client_id=id6&client_secret=s6&"},
+        {7, [](T& t, Args& a) HOST_CALL { t.LoadFdrFederateSetting(a.out); },
+         10240, "GET", "/fdr/Service?type=1", ""},
+        {8, [](T& t, Args& a) HOST_CALL { t.LoadFdrChannelSetting("L8", a.channels); },
+         10241, "GET", "/fdr/CmsChannel?autonomy_lid=L8", ""},
+        {9, [](T& t, Args& a) HOST_CALL { t.LoadFdrAutonomyListSetting(a.members); },
+         10240, "GET", "/fdr/Autonomies", ""},
+        {10, [](T& t, Args& a) HOST_CALL {
+             t.SaveFdrAllChannelsSetting(a.Member("L10"), a.channels); },
+         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L10\",\"mode\":\"replace\""},
+        {11, [](T& t, Args& a) HOST_CALL { t.AddFdrChannelSetting(a.lid = "L11", a.channels); },
+         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L11\",\"mode\":\"add\""},
+        {12, [](T& t, Args& a) HOST_CALL { t.RefreshFdrChannelSetting(a.lid = "L12", a.channels); },
+         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L12\",\"mode\":\"replace\""},
+        {13, [](T& t, Args& a) HOST_CALL { t.UpdateFdrChannelSetting(a.lid = "L13", a.channels); },
+         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L13\",\"mode\":\"update\""},
+        {14, [](T& t, Args& a) HOST_CALL { t.RemoveFdrChannelSetting(a.lid = "L14", a.channels); },
+         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L14\",\"mode\":\"remove\""},
+        {15, [](T& t, Args& a) HOST_CALL { t.GetFdrPrivilegeByUser(a.x = "user15", a.y, a.out); },
+         10240, "POST", "/fdr/CmsAccessPrivilegeReport?operator=admin", "[\"user15\"]"},
+        {16, [](T& t, Args& a) HOST_CALL { t.GetFdrPrivilegeTime(a.out); },
+         10241, "GET", "/fdr/Config?key=priv_last_ts&section=fdrsystem", ""},
+        {17, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorAutonomyChange(a.Member("L17")); },
+         10228, "PUT", "/autonomy_changed", "\"autonomy_lid\":\"L17\""},
+        {18, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorRemoveAutonomy(a.lid = "L18"); },
+         10228, "PUT", "/autonomy_changed", "[{\"autonomy_lid\":\"L18\",\"retrieve\":1}]"},
+        {19, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorCameraStatusChange("L19", a.status); },
+         10228, "PUT", "/channel_status_changed", "\"autonomy_lid\":\"L19\""},
+        {20, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorCameraListChange("L20", a.channels); },
+         10228, "PUT", "/channel_info_changed", "\"autonomy_lid\":\"L20\""},
+        {21, [](T& t, Args&) HOST_CALL { t.NotifyArbitratorCameraListRefresh("L21"); },
+         10228, "PUT", "/channel_info_refresh", "{\"autonomy_lid\":\"L21\"}"},
+        {22, [](T& t, Args&) HOST_CALL {
+             t.NotifyArbitratorAutoModeChange({"L22", "n", "u", "p22", "a", 22}, "m22"); },
+         10227, "PUT", "/apply_autonomies",
+         "{\"autonomy_list\":[{\"lid\":\"L22\",\"lname\":\"n\",\"username\":\"u\",\"password\":"
+         "\"cDIy\",\"server_mode\":\"m22\",\"address\":\"a\",\"group\":22}]}"},
+        {23, [](T& t, Args&) HOST_CALL { t.NotifyDravoData("L23", "{\"k\":23}"); },
+         10223, "PUT", "/dravoService/notify", "\"autonomy_lid\":\t\"L23\""},
+        {24, [](T& t, Args&) HOST_CALL { t.NotifyArbitratorRefreshReady(); },
+         10228, "PUT", "/autonomy_refresh_ready", ""},
+        {25, [](T& t, Args& a) HOST_CALL { t.NotifyDravoServerAutonomyChange(a.Member("L25")); },
+         10223, "PUT", "/dravoService/notify", "\"autonomy_lid\":\"L25\""},
+        {26, [](T& t, Args&) HOST_CALL { t.ChangeAutonomyMode("mode 26"); },
+         10235, "PUT", "/aggreatorService/system_info", "mode 26"},
+        {28, [](T& t, Args&) HOST_CALL { t.SaveFailOverInfo("failover 28"); },
+         10240, "PUT", "/cgi-bin/zelprocms/apis/fdr_cluster.cgi?action=failover_info",
+         "failover 28"},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE("slot " + std::to_string(c.slot));
+        services.ClearRequests();
+        Args args;
+        c.call(*table, args);
+        const auto request = services.OnlyRequest();
+        EXPECT_EQ(request.port, c.port);
+        EXPECT_EQ(request.method, c.method);
+        EXPECT_EQ(request.target, c.target);
+        EXPECT_NE(request.body.find(c.body), std::string::npos) << request.body;
+    }
+}
+
+TEST_F(HostSlotTable, EveryFormattingSlotReachesItsOwnOperation) {
+    const struct {
+        int slot;
+        std::function<std::string(T&, Args&)> call;
+        const char* output;
+    } cases[] = {
+        // clang-format off
+        {27, [](T& t, Args& a) HOST_CALL {
+             t.FormatFailOverBody(a.Member("L27"), a.out); return a.out; },
+         "{\"autonomy_list\":[{\"autonomy_lid\":\"L27\",\"version\":\"\",\"version_date\":\"\","
+         "\"mac\":\"\",\"machine_model\":\"\"}]}"},
+        {29, [](T& t, Args& a) HOST_CALL { return t.FormatFisyeyeSupportFile(a.info); },
+         "{\"FishEyeParameterTable\":[]}"},
+        {30, [](T& t, Args& a) HOST_CALL { return t.FormatProjectionSupportFile(a.info); },
+         "{\"ProjectionTable\":[]}"},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE("slot " + std::to_string(c.slot));
+        Args args;
+        EXPECT_EQ(c.call(*table, args), c.output);
+    }
+    EXPECT_TRUE(services.Requests().empty());
+}
+
+}  // namespace
