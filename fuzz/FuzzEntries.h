@@ -1,0 +1,485 @@
+// The fuzzers' entries: each takes arbitrary bytes as one input of the library (an answer of a
+// local service, the host's JSON, a base64 text), runs them through the code that reads such
+// input and checks what must hold for every input. A crash or sanitizer report is a finding; so
+// is a non-empty verdict. Shared by the libFuzzer targets (FuzzerMain.cpp) and the replay of the
+// kept inputs in tests/unit/fuzz_regression_test.cpp, so a reproducer runs the very same code.
+#pragma once
+
+#include <cjson/cJSON.h>
+#include <json/json.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "federateutil/Base64.h"
+#include "json/CFdrUtilParser.h"
+#include "json/JsonNumber.h"
+#include "json/PrivilegeJsonParser.h"
+
+namespace fdrfuzz {
+
+// What went wrong, or empty.
+using Verdict = std::string;
+using EntryFunction = Verdict (*)(const uint8_t* data, size_t size);
+
+namespace detail {
+
+struct DocumentDeleter {
+    void operator()(cJSON* document) const { cJSON_Delete(document); }
+};
+using Document = std::unique_ptr<cJSON, DocumentDeleter>;
+
+struct TextDeleter {
+    void operator()(char* text) const { cJSON_free(text); }
+};
+using Printed = std::unique_ptr<char, TextDeleter>;
+
+// What a parser is handed: the operations pass the answer's c_str(), so it ends at the first
+// zero byte.
+inline std::string Answer(const uint8_t* data, size_t size) {
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    return std::string(bytes.c_str());
+}
+
+// Plain cJSON's verdict on a zero-terminated answer, the oracle for fdr::json::Parse.
+inline Document CJsonParse(const std::string& answer) {
+    return Document(cJSON_ParseWithOpts(answer.c_str(), nullptr, false));
+}
+
+// Marks outputs that a rejected answer must leave as they were.
+constexpr char kUntouched[] = "untouched";
+
+template <typename Record>
+std::vector<std::shared_ptr<Record>> OneSentinel() {
+    return {std::make_shared<Record>()};
+}
+
+// The number of object elements under `list`: the records a list answer yields.
+inline size_t ObjectChildren(const cJSON* list) {
+    size_t count = 0;
+    for (const cJSON* child = list != nullptr ? list->child : nullptr; child != nullptr;
+         child = child->next) {
+        count += cJSON_IsObject(child) ? 1 : 0;
+    }
+    return count;
+}
+
+inline bool IsExact(const cJSON* item) {
+    return cJSON_IsRaw(item);
+}
+
+// Compares the exact-number tree `ours` with plain cJSON's tree `theirs` of the same text:
+// the same shape and keys, exact nodes only where cJSON has an integer literal outside the int32
+// range, and every number readable through every reader with the value cJSON read. Also counts
+// the exact nodes.
+inline Verdict CompareTrees(const cJSON* ours, const cJSON* theirs, size_t* exact_nodes) {
+    for (; ours != nullptr || theirs != nullptr; ours = ours->next, theirs = theirs->next) {
+        if (ours == nullptr || theirs == nullptr) {
+            return "the trees differ in length";
+        }
+        if ((ours->string == nullptr) != (theirs->string == nullptr) ||
+            (ours->string != nullptr && std::strcmp(ours->string, theirs->string) != 0)) {
+            return "a key differs";
+        }
+        if (cJSON_IsNumber(theirs)) {
+            if (!fdr::json::IsNumber(ours)) {
+                return "a number is no number after Parse";
+            }
+            const double value = theirs->valuedouble;
+            // Every reader, for UBSan's conversion checks.
+            const int64_t as_int64 = fdr::json::AsInt64(ours);
+            const uint64_t as_uint64 = fdr::json::AsUInt64(ours);
+            const uint32_t as_uint32 = fdr::json::AsUInt32(ours);
+            if (fdr::json::AsInt32(ours) != static_cast<int32_t>(as_uint32)) {
+                return "AsInt32 is not the low 32 bits";
+            }
+            if (fdr::json::AsDouble(ours) != value) {
+                return "AsDouble differs from cJSON's value";
+            }
+            if (IsExact(ours)) {
+                ++*exact_nodes;
+                const bool negative = ours->valuestring[0] == '-';
+                const std::string decimal =
+                    negative ? fdr::json::ToDecimal(as_int64) : fdr::json::ToDecimal(as_uint64);
+                if (decimal != ours->valuestring) {
+                    return "an exact node does not read back as its own digits";
+                }
+                if (negative ? as_int64 >= INT32_MIN : as_uint64 <= INT32_MAX) {
+                    return "an exact node holds an int32 value";
+                }
+                if (static_cast<uint32_t>(as_uint64) != as_uint32) {
+                    return "AsUInt32 of an exact node is not the low 32 bits";
+                }
+            } else if (std::fabs(value) < 9007199254740992.0 && value == std::trunc(value) &&
+                       as_int64 != static_cast<int64_t>(value)) {
+                return "AsInt64 of a whole number differs from cJSON's value";
+            }
+            continue;
+        }
+        if (IsExact(ours) || ours->type != theirs->type) {
+            return "a node changed type";
+        }
+        if ((cJSON_IsString(ours) || cJSON_IsRaw(ours)) &&
+            std::strcmp(ours->valuestring, theirs->valuestring) != 0) {
+            return "a string differs";
+        }
+        const Verdict inner = CompareTrees(ours->child, theirs->child, exact_nodes);
+        if (!inner.empty()) {
+            return inner;
+        }
+    }
+    return {};
+}
+
+// The formatted or unformatted print of `document`, and that the print reads back through
+// fdr::json::Parse and prints again to the same text (no digit or member lost).
+inline Verdict PrintRoundTrip(const cJSON* document, bool formatted, std::string* text) {
+    const Printed printed(formatted ? cJSON_Print(document) : cJSON_PrintUnformatted(document));
+    if (!printed) {
+        return "the document does not print";
+    }
+    const Document again(fdr::json::Parse(printed.get()));
+    if (!again) {
+        return "the printed text does not parse";
+    }
+    const Printed reprinted(formatted ? cJSON_Print(again.get())
+                                      : cJSON_PrintUnformatted(again.get()));
+    if (!reprinted || std::strcmp(printed.get(), reprinted.get()) != 0) {
+        return "the printed text changes on a second round trip";
+    }
+    *text = printed.get();
+    return {};
+}
+
+// The makers with an arbitrary 64-bit pattern: each reads back, and prints and parses back, as
+// the value it was made from.
+inline Verdict CheckMakers(uint64_t bits) {
+    const auto signed_bits = static_cast<int64_t>(bits);
+    struct Made {
+        Document node;
+        std::string decimal;
+    };
+    Made made[] = {{Document(fdr::json::MakeUInt64(bits)), fdr::json::ToDecimal(bits)},
+                   {Document(fdr::json::MakeInt64(signed_bits)), fdr::json::ToDecimal(signed_bits)},
+                   {Document(fdr::json::MakeInt32(static_cast<int32_t>(bits))),
+                    fdr::json::ToDecimal(static_cast<int32_t>(bits))}};
+    for (Made& m : made) {
+        const Printed printed(cJSON_PrintUnformatted(m.node.get()));
+        if (!printed || m.decimal != printed.get()) {
+            return "a made integer prints as " + std::string(printed ? printed.get() : "nothing") +
+                   ", not " + m.decimal;
+        }
+        const Document parsed(fdr::json::Parse(printed.get()));
+        for (const cJSON* node :
+             {static_cast<const cJSON*>(m.node.get()), static_cast<const cJSON*>(parsed.get())}) {
+            const bool negative = m.decimal[0] == '-';
+            const std::string read = negative ? fdr::json::ToDecimal(fdr::json::AsInt64(node))
+                                              : fdr::json::ToDecimal(fdr::json::AsUInt64(node));
+            if (read != m.decimal) {
+                return "a made integer " + m.decimal + " reads back as " + read;
+            }
+        }
+    }
+    // Any double, NaN and infinities included: the readers must stay defined.
+    double d = 0;
+    std::memcpy(&d, &bits, sizeof d);
+    const Document number(fdr::json::MakeDouble(d));
+    (void)fdr::json::AsInt64(number.get());
+    (void)fdr::json::AsUInt64(number.get());
+    (void)fdr::json::AsInt32(number.get());
+    (void)fdr::json::AsUInt32(number.get());
+    return {};
+}
+
+// A channel list answer whose one channel carries `data` as its "data" text.
+inline std::string ChannelListAround(const std::string& data) {
+    const Document answer(cJSON_CreateObject());
+    cJSON* list = cJSON_AddArrayToObject(answer.get(), "channel_list");
+    cJSON* channel = cJSON_CreateObject();
+    cJSON_AddItemToArray(list, channel);
+    cJSON_AddStringToObject(channel, "guid", "c1");
+    cJSON_AddStringToObject(channel, "data", data.c_str());
+    const Printed printed(cJSON_PrintUnformatted(answer.get()));
+    return printed ? printed.get() : std::string();
+}
+
+}  // namespace detail
+
+// "/fdr/Service": a JSON answer is read (0 or the setting error), any other leaves the GUID.
+inline Verdict ServiceSetting(const uint8_t* data, size_t size) {
+    const std::string answer = detail::Answer(data, size);
+    std::string guid = detail::kUntouched;
+    const unsigned int code = CFdrUtilParser::ParseFederateSetting(answer.c_str(), guid);
+    const bool json = detail::CJsonParse(answer) != nullptr;
+    if (!json) {
+        return code == CFdrUtilParser::kSettingNotJson && guid == detail::kUntouched
+                   ? ""
+                   : "text that is no JSON was read";
+    }
+    if (code != 0 && code != CFdrUtilParser::kSettingError) {
+        return "JSON answer gave code " + std::to_string(code);
+    }
+    return {};
+}
+
+// The error triple after a write: only a JSON answer with "autonomy_list" is read.
+inline Verdict ErrorAnswer(const uint8_t* data, size_t size) {
+    const std::string answer = detail::Answer(data, size);
+    std::string err_str = detail::kUntouched;
+    const unsigned int code = CFdrUtilParser::ParseFdrErrorCode(answer.c_str(), err_str);
+    const detail::Document oracle = detail::CJsonParse(answer);
+    if (oracle == nullptr || cJSON_GetObjectItem(oracle.get(), "autonomy_list") == nullptr) {
+        return code == CFdrUtilParser::kAnswerNotJson && err_str == detail::kUntouched
+                   ? ""
+                   : "an answer without a list was read";
+    }
+    return {};
+}
+
+// "/fdr/Autonomies": one record per object element of "autonomy_list", appended.
+inline Verdict MemberList(const uint8_t* data, size_t size) {
+    using Record = DravoAgentData::AutonomyList::AutonomyListObj;
+    const std::string answer = detail::Answer(data, size);
+    auto list = detail::OneSentinel<Record>();
+    const std::shared_ptr<Record> sentinel = list.front();
+    const unsigned int code = CFdrUtilParser::ParseAutonomyList(answer.c_str(), list);
+    if (list.empty() || list.front() != sentinel) {
+        return "the records already in the list were not kept";
+    }
+    const detail::Document oracle = detail::CJsonParse(answer);
+    const cJSON* members =
+        oracle != nullptr ? cJSON_GetObjectItem(oracle.get(), "autonomy_list") : nullptr;
+    if (members == nullptr) {
+        return code == CFdrUtilParser::kAnswerNotJson && list.size() == 1
+                   ? ""
+                   : "an answer without a list was read";
+    }
+    if (list.size() != 1 + detail::ObjectChildren(members)) {
+        return "not one record per object in the list";
+    }
+    return {};
+}
+
+// "/fdr/CmsChannel": the input as the whole answer, and as the "data" text of a one-channel
+// answer, so that the nested channel reader sees arbitrary text too.
+inline Verdict ChannelList(const uint8_t* data, size_t size) {
+    using Channel = DravoAgentData::ChannelInformation::ChannelObj;
+    const std::string answer = detail::Answer(data, size);
+    auto list = detail::OneSentinel<Channel>();
+    const std::shared_ptr<Channel> sentinel = list.front();
+    const unsigned int code = CFdrUtilParser::ParseChannelList(answer.c_str(), list);
+    if (list.empty() || list.front() != sentinel) {
+        return "the channels already in the list were not kept";
+    }
+    const detail::Document oracle = detail::CJsonParse(answer);
+    const cJSON* channels =
+        oracle != nullptr ? cJSON_GetObjectItem(oracle.get(), "channel_list") : nullptr;
+    if (channels == nullptr && (code != CFdrUtilParser::kChannelListError || list.size() != 1)) {
+        return "an answer without a list was read";
+    }
+    if (list.size() > 1 + detail::ObjectChildren(channels)) {
+        return "more channels than objects in the list";
+    }
+
+    // Without "err_code", the one channel is read exactly when its "data" is JSON.
+    const std::string wrapped = detail::ChannelListAround(answer);
+    std::vector<std::shared_ptr<Channel>> one;
+    const unsigned int wrapped_code = CFdrUtilParser::ParseChannelList(wrapped.c_str(), one);
+    const bool data_is_json = detail::CJsonParse(answer) != nullptr;
+    if (data_is_json ? (wrapped_code != 0 || one.size() != 1)
+                     : (wrapped_code != CFdrUtilParser::kChannelListError || !one.empty())) {
+        return "a channel's \"data\" was read wrongly";
+    }
+    if (data_is_json && one.front()->retrieve != -1) {
+        return "the service's \"retrieve\" was taken";
+    }
+    return {};
+}
+
+// The token answer: text that is no JSON leaves both tokens.
+inline Verdict TokenAnswer(const uint8_t* data, size_t size) {
+    const std::string answer = detail::Answer(data, size);
+    std::string access = detail::kUntouched;
+    std::string refresh = detail::kUntouched;
+    const unsigned int code =
+        CFdrUtilParser::ParseOauthAuthLoginToken(answer.c_str(), access, refresh);
+    if (detail::CJsonParse(answer) == nullptr) {
+        return code == CFdrUtilParser::kTokenNotJson && access == detail::kUntouched &&
+                       refresh == detail::kUntouched
+                   ? ""
+                   : "text that is no JSON was read";
+    }
+    if (code != 0 && code != CFdrUtilParser::kTokenError) {
+        return "JSON answer gave code " + std::to_string(code);
+    }
+    return {};
+}
+
+// The privilege timestamp, read with jsoncpp as GetFdrPrivilegeTime reads it. Its one documented
+// exception, Json::LogicError for a "config" that is an array or an object, is expected; any
+// other exception escapes and is a finding.
+inline Verdict PrivilegeTime(const uint8_t* data, size_t size) {
+    const std::string answer(reinterpret_cast<const char*>(data), size);
+    std::string timestamp = detail::kUntouched;
+    try {
+        CPrivilegeJsonParser::ParsePrivilegeTime(answer, timestamp);
+    } catch (const Json::LogicError&) {
+        Json::Value root;
+        Json::Reader().parse(answer.c_str(), root, true);
+        const Json::Value& config = root.isObject() ? root["config"] : Json::Value::nullSingleton();
+        return config.isArray() || config.isObject()
+                   ? ""
+                   : "Json::LogicError for a \"config\" that is no array or object";
+    }
+    return timestamp != detail::kUntouched ? "" : "the timestamp was not replaced";
+}
+
+// The host's JSON in NotifyDravoData, through the operation's own steps (the operation itself
+// sends a request): parse with fdr::json, send the "server" member or the whole document, add
+// "autonomy_lid" (under "notice_reason"."input" when there is a reason), formatted print. The
+// body must read back to itself, so the host's numbers pass digit for digit.
+inline Verdict DravoData(const uint8_t* data, size_t size) {
+    const std::string json(reinterpret_cast<const char*>(data), size);
+    const std::string lid = "lid-7";
+    const detail::Document document(fdr::json::Parse(json));
+    if (!document) {
+        const detail::Document oracle(
+            cJSON_ParseWithLengthOpts(json.data(), json.size(), nullptr, false));
+        return oracle == nullptr ? "" : "fdr::json::Parse rejected JSON that cJSON reads";
+    }
+    cJSON* node = cJSON_GetObjectItem(document.get(), "server");
+    if (node == nullptr) {
+        node = document.get();
+    }
+    cJSON* reason = cJSON_GetObjectItem(node, "notice_reason");
+    if (reason != nullptr) {
+        cJSON* input = cJSON_CreateObject();
+        fdr::json::AddItem(input, "autonomy_lid", cJSON_CreateString(lid.c_str()));
+        fdr::json::AddItem(reason, "input", input);
+    } else {
+        fdr::json::AddItem(node, "autonomy_lid", cJSON_CreateString(lid.c_str()));
+    }
+    std::string body;
+    return detail::PrintRoundTrip(node, true, &body);
+}
+
+// The exact-number module against plain cJSON: Parse accepts what cJSON accepts, with the same
+// tree except for exact nodes; every number reads consistently through every reader; the print
+// reads back to itself and equals cJSON's print when no exact node is involved. The first eight
+// bytes also drive the makers.
+inline Verdict JsonNumber(const uint8_t* data, size_t size) {
+    const char* text = reinterpret_cast<const char*>(data);
+    if (size >= sizeof(uint64_t)) {
+        uint64_t bits = 0;
+        std::memcpy(&bits, data, sizeof bits);
+        const Verdict makers = detail::CheckMakers(bits);
+        if (!makers.empty()) {
+            return makers;
+        }
+    }
+    const detail::Document ours(fdr::json::Parse(text, size));
+    const detail::Document theirs(cJSON_ParseWithLengthOpts(text, size, nullptr, false));
+    if ((ours == nullptr) != (theirs == nullptr)) {
+        return ours == nullptr ? "Parse rejected JSON that cJSON reads"
+                               : "Parse read text that cJSON rejects";
+    }
+    if (ours == nullptr) {
+        return {};
+    }
+    size_t exact_nodes = 0;
+    const Verdict same = detail::CompareTrees(ours.get(), theirs.get(), &exact_nodes);
+    if (!same.empty()) {
+        return same;
+    }
+    std::string printed;
+    const Verdict round_trip = detail::PrintRoundTrip(ours.get(), false, &printed);
+    if (!round_trip.empty()) {
+        return round_trip;
+    }
+    if (exact_nodes == 0) {
+        const detail::Printed plain(cJSON_PrintUnformatted(theirs.get()));
+        if (!plain || printed != plain.get()) {
+            return "the print differs from cJSON's without any exact number";
+        }
+    }
+    return {};
+}
+
+// b64_decode_v2 appends (count - 1) bytes per short last group and stops at the first char
+// outside the alphabet; and decoding the encoding of any bytes gives those bytes.
+inline Verdict B64Decode(const uint8_t* data, size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string prefix = "kept";
+    std::string out = prefix;
+    b64_decode_v2(text, out);
+    if (out.compare(0, prefix.size(), prefix) != 0) {
+        return "the decoder did not append";
+    }
+    size_t chars = 0;
+    constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    while (chars < text.size() && text[chars] != '\0' && std::strchr(kAlphabet, text[chars])) {
+        ++chars;
+    }
+    const size_t rest = chars % 4;
+    if (out.size() - prefix.size() != chars / 4 * 3 + (rest >= 2 ? rest - 1 : 0)) {
+        return "the decoded length does not follow the alphabet chars";
+    }
+    std::string encoded;
+    b64_encode_v2(data, static_cast<unsigned int>(size), encoded);
+    std::string decoded;
+    b64_decode_v2(encoded, decoded);
+    return decoded == text ? "" : "decoding an encoding does not give the bytes back";
+}
+
+// DecodeFromBase64String on any non-empty text (an empty one is outside its contract): the
+// result is "" or no longer than the input promises. The OpenSSL encoder agrees with
+// b64_encode_v2, and decoding its output gives the bytes up to the first zero byte.
+inline Verdict Base64String(const uint8_t* data, size_t size) {
+    if (size == 0) {
+        return {};
+    }
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    std::string out = detail::kUntouched;
+    CGenericJsonParser::DecodeFromBase64String(text, out);
+    if (out.size() > std::strlen(text.c_str()) * 3 / 4) {
+        return "decoded more than the input promises";
+    }
+    std::string encoded;
+    CGenericJsonFormatter::MakeBase64String(text, encoded);
+    std::string reference;
+    b64_encode_v2(data, static_cast<unsigned int>(size), reference);
+    if (encoded != reference) {
+        return "the two encoders disagree";
+    }
+    std::string decoded;
+    CGenericJsonParser::DecodeFromBase64String(encoded, decoded);
+    return decoded == text.c_str() ? "" : "decoding an encoding does not give the bytes back";
+}
+
+struct Entry {
+    const char* name;  // of the fuzzer, its seed corpus and its dictionary
+    EntryFunction run;
+};
+
+inline constexpr Entry kEntries[] = {
+    {"service_setting", ServiceSetting}, {"error_answer", ErrorAnswer},
+    {"member_list", MemberList},         {"channel_list", ChannelList},
+    {"token_answer", TokenAnswer},       {"privilege_time", PrivilegeTime},
+    {"dravo_data", DravoData},           {"json_number", JsonNumber},
+    {"b64_decode", B64Decode},           {"base64_string", Base64String},
+};
+
+inline EntryFunction Find(const std::string& name) {
+    for (const Entry& entry : kEntries) {
+        if (name == entry.name) {
+            return entry.run;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace fdrfuzz
