@@ -18,6 +18,7 @@ TEST(TokenTimeout, SilentServiceEndsByTheTransferTimeoutAndChangesNothing) {
     services.Answer(
         10229, "POST", "/token",
         {200, R"({"access_token":"late"})", "application/json", std::chrono::seconds(60)});
+    CFederateUtil util;  // resolves the token service's address the bare request needs
     int result = 0;
     std::chrono::steady_clock::duration waited{};
     std::thread direct([&] {
@@ -29,7 +30,6 @@ TEST(TokenTimeout, SilentServiceEndsByTheTransferTimeoutAndChangesNothing) {
         result = CAuthTXRX().call_GetToken(connection, "grant_type=client_credentials", response);
         waited = std::chrono::steady_clock::now() - start;
     });
-    CFederateUtil util;
     std::string id = "id";
     std::string access_token = "before";
     EXPECT_EQ(util.AuthGetToken(id, id, access_token), 0);

@@ -1,0 +1,55 @@
+// SLOW: every reading operation against services that accept the request and never answer.
+// All wait side by side, so the test lasts one 30-second time-out, not eight time-outs.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "platform/kfen_client.h"
+#include "support/FaultServer.h"
+
+namespace {
+
+using fdrtest::FaultAnswer;
+using fdrtest::FaultServer;
+using namespace std::chrono_literals;
+
+constexpr int kTimedOut = 28;  // libcurl's operation-timed-out code
+
+TEST(FaultStall, EveryReaderGivesUpAtItsOwnTimeOutAndKeepsItsOutputs) {
+    const std::vector<fdrtest::Reader> readers = fdrtest::Readers();
+    std::vector<std::unique_ptr<FaultServer>> servers;
+    for (const int port : {10229, 10240, 10241}) {
+        servers.push_back(std::make_unique<FaultServer>(port, FaultAnswer::Stall()));
+        ASSERT_TRUE(servers.back()->started());
+    }
+    std::vector<fdrtest::Call> calls(readers.size());
+    {
+        fdrtest::QuietStdout quiet;
+        std::vector<std::thread> threads;
+        for (size_t i = 0; i < readers.size(); ++i) {
+            threads.emplace_back([&, i] { calls[i] = fdrtest::RunOnce(readers[i]); });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+    }
+    for (size_t i = 0; i < readers.size(); ++i) {
+        const fdrtest::Reader& reader = readers[i];
+        SCOPED_TRACE(reader.name);
+        const fdrtest::Outcome failed{reader.returns_code ? KFEN_ERR_TRANSPORT : 0,
+                                      reader.untouched};
+        EXPECT_EQ(calls[i].outcome, failed);
+        EXPECT_EQ(calls[i].detail, reader.uses_client ? kTimedOut : fdrtest::kNoDetail);
+        EXPECT_GE(calls[i].waited, reader.timeout - 100ms);
+        EXPECT_LE(calls[i].waited, reader.timeout + 1s);
+    }
+    size_t requests = 0;
+    for (const auto& server : servers) {
+        requests += server->Requests();
+    }
+    EXPECT_EQ(requests, readers.size());
+}
+
+}  // namespace
