@@ -13,8 +13,6 @@
 
 namespace {
 
-using fdr::json::AddDouble;
-using fdr::json::AddInt32;
 using Info = DravoAgentData::DravoServerInfo;
 
 struct TreeDeleter {
@@ -45,14 +43,35 @@ std::string Print(const Tree& root) {
     return std::string(text.get());
 }
 
-// Only the root and the print are checked: a null parent (a failed creation) attaches nothing.
+// Attaches `item` (null allowed) under `key`, or deletes it. Every key here is a string literal,
+// so it is attached without a copy. Only the root and the print are checked: a null parent (a
+// failed creation) attaches nothing.
+bool Attach(cJSON* object, const char* key, cJSON* item) {
+    if (item == nullptr) {
+        return false;
+    }
+    if (object == nullptr || !cJSON_AddItemToObjectCS(object, key, item)) {
+        cJSON_Delete(item);
+        return false;
+    }
+    return true;
+}
+
+void AddInt32(cJSON* object, const char* key, int32_t value) {
+    Attach(object, key, fdr::json::MakeInt32(value));
+}
+
+void AddDouble(cJSON* object, const char* key, double value) {
+    Attach(object, key, fdr::json::MakeDouble(value));
+}
+
 void AddText(cJSON* object, const char* key, const std::string& value) {
-    fdr::json::AddItem(object, key, cJSON_CreateString(value.c_str()));
+    Attach(object, key, cJSON_CreateString(value.c_str()));
 }
 
 cJSON* AddArray(cJSON* parent, const char* key) {
     cJSON* array = cJSON_CreateArray();
-    return fdr::json::AddItem(parent, key, array) ? array : nullptr;
+    return Attach(parent, key, array) ? array : nullptr;
 }
 
 cJSON* AppendObject(cJSON* array) {

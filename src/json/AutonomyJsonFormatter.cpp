@@ -20,18 +20,39 @@ struct TextDeleter {
 };
 using Text = std::unique_ptr<char, TextDeleter>;
 
+// Attaches `item` (null allowed) under `key`, or deletes it. Every key here is a string literal,
+// so it is attached without a copy: a member object has some thirty of them.
+bool Attach(cJSON* object, const char* key, cJSON* item) {
+    if (item == nullptr) {
+        return false;
+    }
+    if (object == nullptr || !cJSON_AddItemToObjectCS(object, key, item)) {
+        cJSON_Delete(item);
+        return false;
+    }
+    return true;
+}
+
 bool AddString(cJSON* object, const char* key, const std::string& value) {
-    return fdr::json::AddItem(object, key, cJSON_CreateString(value.c_str()));
+    return Attach(object, key, cJSON_CreateString(value.c_str()));
 }
 
 bool AddBool(cJSON* object, const char* key, bool value) {
-    return fdr::json::AddItem(object, key, cJSON_CreateBool(value));
+    return Attach(object, key, cJSON_CreateBool(value));
+}
+
+bool AddInt32(cJSON* object, const char* key, int32_t value) {
+    return Attach(object, key, fdr::json::MakeInt32(value));
+}
+
+bool AddUInt64(cJSON* object, const char* key, uint64_t value) {
+    return Attach(object, key, fdr::json::MakeUInt64(value));
 }
 
 // A new array attached to `root` under "autonomy_list" (owned by `root`), or null.
 cJSON* AddList(cJSON* root) {
     cJSON* array = cJSON_CreateArray();
-    return fdr::json::AddItem(root, "autonomy_list", array) ? array : nullptr;
+    return Attach(root, "autonomy_list", array) ? array : nullptr;
 }
 
 // Takes `item` into `array`; deletes it when that fails.
@@ -74,7 +95,7 @@ cJSON* MakeCapabilities(const Record& r) {
 cJSON* MakeNoticeReason() {
     Tree reason(cJSON_CreateObject());
     cJSON* n = reason.get();
-    if (!n || !fdr::json::AddInt32(n, "type", 23) || !fdr::json::AddInt32(n, "action", 23000) ||
+    if (!n || !AddInt32(n, "type", 23) || !AddInt32(n, "action", 23000) ||
         !AddString(n, "command_id", "")) {
         return nullptr;
     }
@@ -88,7 +109,7 @@ enum class Receiver { kArbitrator, kDravoService };
 // first value that cannot be created and returns false; `object` keeps the keys added so far.
 bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
     const bool arbitrator = receiver == Receiver::kArbitrator;
-    if (arbitrator && !fdr::json::AddInt32(o, "autonomy_group", r.group_id)) {
+    if (arbitrator && !AddInt32(o, "autonomy_group", r.group_id)) {
         return false;
     }
     // The desktop-client range takes its "lower" from the central-server lower bound, so the
@@ -98,7 +119,7 @@ bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
         AddString(o, "autonomy_address", r.address) &&
         AddString(o, "autonomy_firmware", r.firmware) &&
         AddString(o, "autonomy_firmware_date", r.firmware_date) &&
-        fdr::json::AddUInt64(o, "autonomy_health_status", r.health_status) &&
+        AddUInt64(o, "autonomy_health_status", r.health_status) &&
         AddString(o, "autonomy_id", r.autonomy_id) &&
         AddString(o, "autonomy_lid", r.autonomy_lid) &&
         AddString(o, "autonomy_lname", r.autonomy_lname) && AddString(o, "autonomy_mac", r.mac) &&
@@ -109,17 +130,17 @@ bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
         AddString(o, "machine_model", r.machine_model) &&
         AddString(o, "machine_name", r.machine_name) &&
         AddString(o, "machine_version", r.machine_version) &&
-        fdr::json::AddItem(o, "zelpro_cms_server_required",
-                           MakeRange(r.cms_server_required_lower, r.cms_server_required_upper)) &&
-        fdr::json::AddItem(o, "zelpro_pc_client_required",
-                           MakeRange(r.cms_server_required_lower, r.pc_client_required_upper)) &&
-        fdr::json::AddInt32(o, "retrieve", r.retrieve) && AddString(o, "autonomy_token", r.token) &&
+        Attach(o, "zelpro_cms_server_required",
+               MakeRange(r.cms_server_required_lower, r.cms_server_required_upper)) &&
+        Attach(o, "zelpro_pc_client_required",
+               MakeRange(r.cms_server_required_lower, r.pc_client_required_upper)) &&
+        AddInt32(o, "retrieve", r.retrieve) && AddString(o, "autonomy_token", r.token) &&
         // A number on the record, text on the wire.
         AddString(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num));
     if (!head) {
         return false;
     }
-    if (arbitrator && !fdr::json::AddItem(o, "center_capabilities", MakeCapabilities(r))) {
+    if (arbitrator && !Attach(o, "center_capabilities", MakeCapabilities(r))) {
         return false;
     }
     if (!AddBool(o, "is_zep", r.is_zep) ||
@@ -128,8 +149,7 @@ bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
     }
     // Sent as the JSON it holds; empty or unparsable text leaves the key out and is no failure.
     if (!r.thirdparty_support_list.empty()) {
-        fdr::json::AddItem(o, "thirdparty_support_list",
-                           fdr::json::Parse(r.thirdparty_support_list));
+        Attach(o, "thirdparty_support_list", fdr::json::Parse(r.thirdparty_support_list));
     }
     return AddString(o, "sys_health", r.sys_health);
 }
@@ -141,40 +161,35 @@ int FormatChange(DravoAgentData::AutonomyList& list, Receiver receiver, std::str
         return 0;
     }
     if (receiver == Receiver::kDravoService &&
-        !fdr::json::AddItem(root.get(), "notice_reason", MakeNoticeReason())) {
+        !Attach(root.get(), "notice_reason", MakeNoticeReason())) {
         return 0;
     }
     cJSON* array = AddList(root.get());
     if (array == nullptr) {
         return 0;
     }
-    // Each record's object replaces the one before, so only the last record reaches the body;
-    // deliberate, kept.
-    Tree member;
-    for (const auto& record : list.autonomy_list) {
-        if (!record) {
-            continue;
-        }
-        member.reset(cJSON_CreateObject());
-        if (!member || !AddMemberKeys(member.get(), *record, receiver)) {
-            break;  // the partly built object is still sent
+    // Only the last record reaches the body (each record's object has always replaced the one
+    // before; deliberate, kept), so only its object is built.
+    const Record* last = nullptr;
+    for (auto it = list.autonomy_list.rbegin(); it != list.autonomy_list.rend(); ++it) {
+        if (*it) {
+            last = it->get();
+            break;
         }
     }
-    if (member) {
-        Append(array, member.release());
+    if (last != nullptr) {
+        Tree member(cJSON_CreateObject());
+        if (member) {
+            AddMemberKeys(member.get(), *last, receiver);  // a partly built object is still sent
+            Append(array, member.release());
+        }
     }
     Print(root.get(), out);
     return 0;
 }
 
-}  // namespace
-
-int CAutonomyListJsonFormatter::FormatRestAutonomy(std::shared_ptr<Record>& record,
-                                                   std::stringstream& stream) {
-    if (!record) {
-        return 0;
-    }
-    const Record& r = *record;
+// The member log service's object for one record, or null when it cannot be built whole.
+cJSON* MakeRestObject(const Record& r) {
     Tree object(cJSON_CreateObject());
     cJSON* o = object.get();
     // The member log service has always been sent "machine_name" twice; kept.
@@ -195,19 +210,30 @@ int CAutonomyListJsonFormatter::FormatRestAutonomy(std::shared_ptr<Record>& reco
         AddString(o, "autonomy_username", r.username) &&
         AddString(o, "autonomy_password", r.password) && AddString(o, "autonomy_sid", r.sid) &&
         AddString(o, "autonomy_token", r.token) &&
-        fdr::json::AddUInt64(o, "autonomy_health_status", r.health_status) &&
+        AddUInt64(o, "autonomy_health_status", r.health_status) &&
         AddString(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num)) &&
-        AddBool(o, "is_admin", r.is_admin) && fdr::json::AddInt32(o, "autonomy_group", r.group_id);
-    if (!built) {
+        AddBool(o, "is_admin", r.is_admin) && AddInt32(o, "autonomy_group", r.group_id);
+    return built ? object.release() : nullptr;
+}
+
+}  // namespace
+
+int CAutonomyListJsonFormatter::FormatRestAutonomy(std::shared_ptr<Record>& record,
+                                                   std::stringstream& stream) {
+    if (!record) {
         return 0;
     }
-    Text text(cJSON_PrintUnformatted(o));
+    Tree object(MakeRestObject(*record));
+    if (!object) {
+        return 0;
+    }
+    Text text(cJSON_PrintUnformatted(object.get()));
     if (text) {
         stream << text.get();
     }
     // "sys_health" joins the object only after it was printed, so the member log service never
     // receives it; the order is kept on purpose.
-    AddString(o, "sys_health", r.sys_health);
+    AddString(object.get(), "sys_health", record->sys_health);
     return 0;
 }
 
@@ -221,12 +247,18 @@ int CAutonomyListJsonFormatter::FormatterAddAutonomy(DravoAgentData::AutonomyLis
     if (array == nullptr) {
         return 0;
     }
-    for (auto record : records) {
-        std::stringstream text;
-        FormatRestAutonomy(record, text);
+    for (const auto& record : records) {
+        // FormatRestAutonomy's text, without the stream: the object is printed, and the
+        // "sys_health" it would gain afterwards is never printed.
+        if (!record) {
+            continue;
+        }
+        Tree object(MakeRestObject(*record));
+        Text text(object ? cJSON_PrintUnformatted(object.get()) : nullptr);
+        object.reset();
         // Read back with the exact parser so that health codes above 2^53 keep every digit; a
-        // record that printed nothing does not parse and is left out.
-        cJSON* member = fdr::json::Parse(text.str());
+        // record that printed nothing is left out.
+        cJSON* member = text ? fdr::json::Parse(text.get()) : nullptr;
         if (member != nullptr) {
             Append(array, member);
         }
@@ -253,7 +285,7 @@ int CAutonomyListJsonFormatter::FormatterArbitratorRemoveAutonomyInfo(std::strin
     cJSON* array = AddList(root.get());
     Tree member(cJSON_CreateObject());
     if (array == nullptr || !member || !AddString(member.get(), "autonomy_lid", lid) ||
-        !fdr::json::AddInt32(member.get(), "retrieve", 1) || !Append(array, member.release())) {
+        !AddInt32(member.get(), "retrieve", 1) || !Append(array, member.release())) {
         return 0;
     }
     Print(root.get(), out);

@@ -1,6 +1,7 @@
 // Readers of the federation service's setting, error and member-list answers.
 #include <cjson/cJSON.h>
 
+#include <cctype>
 #include <cstdint>
 #include <memory>
 
@@ -19,32 +20,89 @@ struct DocumentDeleter {
 // Released on every path, also when copying a string throws.
 using Document = std::unique_ptr<cJSON, DocumentDeleter>;
 
+// Looks members up as cJSON_GetObjectItem does (the first whose name matches case-insensitively),
+// but from a cursor that expects them in the order in which ReadMember asks for them, the
+// federation service's order: each look-up then costs one comparison instead of a walk over the
+// members before it. The keys asked of one object are all different, so a member the cursor has
+// passed was the first match of another key and cannot be the first match of the key asked now.
+// Once the order breaks, every further look-up walks the members as cJSON does.
+class Members {
+  public:
+    explicit Members(const cJSON* object)
+        : object_(object), next_(object != nullptr ? object->child : nullptr) {}
+
+    const cJSON* Get(const char* key) {
+        if (in_order_ && next_ != nullptr && SameKey(next_->string, key)) {
+            const cJSON* found = next_;
+            next_ = next_->next;
+            return found;
+        }
+        in_order_ = false;
+        return cJSON_GetObjectItem(object_, key);
+    }
+
+  private:
+    // cJSON's comparison: equal under tolower, byte for byte.
+    static bool SameKey(const char* name, const char* key) {
+        if (name == nullptr) {
+            return false;
+        }
+        // Short keys: an inline comparison beats a call; equal bytes are equal under tolower.
+        const auto* a = reinterpret_cast<const unsigned char*>(key);
+        const auto* b = reinterpret_cast<const unsigned char*>(name);
+        while (*a == *b && *a != '\0') {
+            ++a;
+            ++b;
+        }
+        if (*a == *b) {
+            return true;
+        }
+        for (; std::tolower(*a) == std::tolower(*b); ++a, ++b) {
+            if (*a == '\0') {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    const cJSON* object_;
+    const cJSON* next_;
+    bool in_order_ = true;
+};
+
 // A key of another type counts as absent and leaves `member` as it was.
-void ReadString(const cJSON* object, const char* key, std::string& member) {
-    const cJSON* item = cJSON_GetObjectItem(object, key);
+void ReadString(Members& object, const char* key, std::string& member) {
+    const cJSON* item = object.Get(key);
     if (cJSON_IsString(item)) {
         member = item->valuestring;
     }
 }
 
+void ReadString(const cJSON* object, const char* key, std::string& member) {
+    Members members(object);
+    ReadString(members, key, member);
+}
+
+// The keys in the order the service writes them.
 std::shared_ptr<Record> ReadMember(const cJSON* element) {
     auto record = std::make_shared<Record>();
+    Members members(element);
+    ReadString(members, "add_time", record->add_time);
+    ReadString(members, "address", record->address);
+    ReadString(members, "autonomy_id", record->autonomy_id);
+    ReadString(members, "autonomy_lid", record->autonomy_lid);
+    ReadString(members, "autonomy_lname", record->autonomy_lname);
     // Only the first group counts.
-    const cJSON* groups = cJSON_GetObjectItem(element, "group_list");
+    const cJSON* groups = members.Get("group_list");
     if (cJSON_IsArray(groups) && cJSON_IsObject(groups->child)) {
         if (const cJSON* id = fdr::json::GetNumber(groups->child, "id")) {
             record->group_id = fdr::json::AsInt32(id);
         }
     }
-    ReadString(element, "add_time", record->add_time);
-    ReadString(element, "autonomy_lid", record->autonomy_lid);
-    ReadString(element, "autonomy_id", record->autonomy_id);
-    ReadString(element, "autonomy_lname", record->autonomy_lname);
-    ReadString(element, "address", record->address);
-    ReadString(element, "username", record->username);
-    ReadString(element, "password", record->password);
-    ReadString(element, "server_mode", record->server_mode);
-    ReadString(element, "mac", record->mac);
+    ReadString(members, "mac", record->mac);
+    ReadString(members, "password", record->password);
+    ReadString(members, "server_mode", record->server_mode);
+    ReadString(members, "username", record->username);
     return record;
 }
 

@@ -5,6 +5,8 @@
 // default; only text that does not parse is an error.
 #include <cjson/cJSON.h>
 
+#include <cctype>
+
 #include "FederateUtil/LocalServices.h"
 #include "json/CFdrUtilParser.h"
 #include "json/FederationError.h"
@@ -19,64 +21,120 @@ struct DocumentDeleter {
 };
 using Document = std::unique_ptr<cJSON, DocumentDeleter>;
 
-// The three read rules. A null `object` (a group that was absent) reads nothing.
-void ReadInt32(const cJSON* object, const char* key, int32_t& field) {
-    if (const cJSON* number = fdr::json::GetNumber(object, key)) {
+// Looks members up as cJSON_GetObjectItem does (the first whose name matches case-insensitively),
+// but from a cursor that expects them in the order in which this file reads them, the order in
+// which ChannelJsonFormatter.cpp writes them: each look-up then costs one comparison instead of a
+// walk over the members before it. The keys asked of one object are all different, so a member
+// the cursor has passed was the first match of another key and cannot be the first match of the
+// key asked now. Once the order breaks, every further look-up walks the members as cJSON does.
+class Members {
+  public:
+    // A null `object` (a group that was absent) holds nothing.
+    explicit Members(const cJSON* object)
+        : object_(object), next_(object != nullptr ? object->child : nullptr) {}
+
+    const cJSON* Get(const char* key) {
+        if (in_order_ && next_ != nullptr && SameKey(next_->string, key)) {
+            const cJSON* found = next_;
+            next_ = next_->next;
+            return found;
+        }
+        in_order_ = false;
+        return cJSON_GetObjectItem(object_, key);
+    }
+
+  private:
+    // cJSON's comparison: equal under tolower, byte for byte.
+    static bool SameKey(const char* name, const char* key) {
+        if (name == nullptr) {
+            return false;
+        }
+        // Short keys: an inline comparison beats a call; equal bytes are equal under tolower.
+        const auto* a = reinterpret_cast<const unsigned char*>(key);
+        const auto* b = reinterpret_cast<const unsigned char*>(name);
+        while (*a == *b && *a != '\0') {
+            ++a;
+            ++b;
+        }
+        if (*a == *b) {
+            return true;
+        }
+        for (; std::tolower(*a) == std::tolower(*b); ++a, ++b) {
+            if (*a == '\0') {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    const cJSON* object_;
+    const cJSON* next_;
+    bool in_order_ = true;
+};
+
+// The three read rules.
+void ReadInt32(Members& object, const char* key, int32_t& field) {
+    const cJSON* number = object.Get(key);
+    if (fdr::json::IsNumber(number)) {
         field = fdr::json::AsInt32(number);
     }
 }
 
-void ReadDouble(const cJSON* object, const char* key, double& field) {
-    if (const cJSON* number = fdr::json::GetNumber(object, key)) {
+void ReadDouble(Members& object, const char* key, double& field) {
+    const cJSON* number = object.Get(key);
+    if (fdr::json::IsNumber(number)) {
         field = fdr::json::AsDouble(number);
     }
 }
 
-void ReadText(const cJSON* object, const char* key, std::string& field) {
-    const cJSON* text = cJSON_GetObjectItem(object, key);
+void ReadText(Members& object, const char* key, std::string& field) {
+    const cJSON* text = object.Get(key);
     if (cJSON_IsString(text) && text->valuestring != nullptr) {
         field = text->valuestring;
     }
 }
 
-void ReadBool(const cJSON* object, const char* key, bool& field) {
-    const cJSON* flag = cJSON_GetObjectItem(object, key);
+void ReadBool(Members& object, const char* key, bool& field) {
+    const cJSON* flag = object.Get(key);
     if (cJSON_IsBool(flag)) {
         field = cJSON_IsTrue(flag);
     }
 }
 
 // A group is entered only when it is an object, a list only when it is an array.
-const cJSON* Group(const cJSON* object, const char* key) {
-    const cJSON* group = cJSON_GetObjectItem(object, key);
+const cJSON* Group(Members& object, const char* key) {
+    const cJSON* group = object.Get(key);
     return cJSON_IsObject(group) ? group : nullptr;
 }
 
-const cJSON* List(const cJSON* object, const char* key) {
-    const cJSON* list = cJSON_GetObjectItem(object, key);
+const cJSON* List(Members& object, const char* key) {
+    const cJSON* list = object.Get(key);
     return cJSON_IsArray(list) ? list : nullptr;
 }
 
 // ---- One channel's text, group by group ----
 
-void ReadAudio(const cJSON* root, ChannelObj::AudioInfo& audio) {
-    const cJSON* group = Group(root, "audio");
+void ReadAudio(Members& root, ChannelObj::AudioInfo& audio) {
+    Members group(Group(root, "audio"));
     ReadInt32(group, "audio_out_format", audio.audio_out_format);
     ReadBool(group, "audio_out_support", audio.audio_out_support);
     ReadBool(group, "audio_recording_support", audio.audio_recording_support);
 }
 
-void ReadAutoCruising(const cJSON* root, ChannelObj::AutoCruisingInfo& cruising) {
-    const cJSON* group = Group(root, "auto_cruising");
+void ReadAutoCruising(Members& root, ChannelObj::AutoCruisingInfo& cruising) {
+    Members group(Group(root, "auto_cruising"));
     const cJSON* presets = List(group, "auto_cruising_list");
+    cruising.auto_cruising_list.reserve(cruising.auto_cruising_list.size() +
+                                        static_cast<size_t>(cJSON_GetArraySize(presets)));
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, presets) {
         // An element that is not an object still takes its place, as a default preset.
         auto preset = std::make_shared<ChannelObj::AutoCruisingInfo::AutoCruisingPreset>();
         if (cJSON_IsObject(item)) {
-            ReadInt32(item, "interval", preset->interval);
-            ReadInt32(item, "preset_index", preset->preset_index);
-            ReadBool(item, "snapshot_support", preset->snapshot_support);
+            Members members(item);
+            ReadInt32(members, "interval", preset->interval);
+            ReadInt32(members, "preset_index", preset->preset_index);
+            ReadBool(members, "snapshot_support", preset->snapshot_support);
         }
         cruising.auto_cruising_list.push_back(std::move(preset));
     }
@@ -84,29 +142,30 @@ void ReadAutoCruising(const cJSON* root, ChannelObj::AutoCruisingInfo& cruising)
     ReadBool(group, "stop_when_ptzing", cruising.stop_when_ptzing);
 }
 
-void ReadIdentity(const cJSON* root, ChannelObj& channel) {
+void ReadIdentity(Members& root, ChannelObj& channel) {
     ReadText(root, "channel_guid", channel.channel_guid);
     ReadInt32(root, "channel_index", channel.channel_index);
     ReadText(root, "channel_name", channel.channel_name);
 }
 
-void ReadEventInstallation(const cJSON* root, ChannelObj::EventInstallationInfo& event) {
-    const cJSON* group = Group(root, "event_installation");
-    const cJSON* flags = List(Group(group, "input"), "input_enabled_list");
+void ReadEventInstallation(Members& root, ChannelObj::EventInstallationInfo& event) {
+    Members group(Group(root, "event_installation"));
+    Members input(Group(group, "input"));
+    const cJSON* flags = List(input, "input_enabled_list");
     const cJSON* flag = nullptr;
     cJSON_ArrayForEach(flag, flags) {
         // One flag per input, whatever its type, so the list keeps the number of inputs.
         event.input.input_enabled_list.push_back(cJSON_IsTrue(flag));
     }
-    const cJSON* motion = Group(group, "motion");
+    Members motion(Group(group, "motion"));
     ReadBool(motion, "motion_detection_settings_support",
              event.motion.motion_detection_settings_support);
     ReadBool(motion, "motion_detection_support", event.motion.motion_detection_support);
     ReadBool(motion, "motion_enabled", event.motion.motion_enabled);
 }
 
-void ReadFisheye(const cJSON* root, ChannelObj::FisheyeInfo& fisheye) {
-    const cJSON* group = Group(root, "fisheye");
+void ReadFisheye(Members& root, ChannelObj::FisheyeInfo& fisheye) {
+    Members group(Group(root, "fisheye"));
     ReadInt32(group, "display_mode", fisheye.display_mode);
     ReadInt32(group, "fisheye_type", fisheye.fisheye_type);
     ReadBool(group, "immer_vision_enabled", fisheye.immer_vision_enabled);
@@ -118,24 +177,24 @@ void ReadFisheye(const cJSON* root, ChannelObj::FisheyeInfo& fisheye) {
     ReadDouble(group, "y", fisheye.y);
 }
 
-void ReadLoginAuth(const cJSON* root, ChannelObj::LoginAuthInfo& login) {
-    const cJSON* group = Group(root, "login_auth");
+void ReadLoginAuth(Members& root, ChannelObj::LoginAuthInfo& login) {
+    Members group(Group(root, "login_auth"));
     ReadText(group, "username", login.username);
     ReadText(group, "passowrd", login.passowrd);
     ReadText(group, "admin_passowrd", login.admin_passowrd);
     ReadText(group, "guest_passowrd", login.guest_passowrd);
 }
 
-void ReadManufacturer(const cJSON* root, ChannelObj::ManufacturerInfo& maker) {
-    const cJSON* group = Group(root, "manufacturer");
+void ReadManufacturer(Members& root, ChannelObj::ManufacturerInfo& maker) {
+    Members group(Group(root, "manufacturer"));
     ReadText(group, "camera_brand", maker.camera_brand);
     ReadText(group, "camera_model", maker.camera_model);
     ReadText(group, "umsid", maker.umsid);
     ReadInt32(group, "umsid_undefined", maker.umsid_undefined);
 }
 
-void ReadNetworkSetting(const cJSON* root, ChannelObj::NetworkSettingInfo& network) {
-    const cJSON* group = Group(root, "network_setting");
+void ReadNetworkSetting(Members& root, ChannelObj::NetworkSettingInfo& network) {
+    Members group(Group(root, "network_setting"));
     ReadText(group, "lan_addr", network.lan_addr);
     ReadInt32(group, "lan_port", network.lan_port);
     ReadInt32(group, "rtsp_port_1", network.rtsp_port_1);
@@ -144,37 +203,41 @@ void ReadNetworkSetting(const cJSON* root, ChannelObj::NetworkSettingInfo& netwo
     ReadInt32(group, "wan_port", network.wan_port);
 }
 
-void ReadProjection(const cJSON* root, ChannelObj::ProjectionInfo& projection) {
-    ReadInt32(Group(root, "projection"), "projection_type", projection.projection_type);
+void ReadProjection(Members& root, ChannelObj::ProjectionInfo& projection) {
+    Members group(Group(root, "projection"));
+    ReadInt32(group, "projection_type", projection.projection_type);
 }
 
-void ReadRecordingStatus(const cJSON* root, ChannelObj::RecordingStatusInfo& recording) {
-    const cJSON* group = Group(root, "recording_status");
+void ReadRecordingStatus(Members& root, ChannelObj::RecordingStatusInfo& recording) {
+    Members group(Group(root, "recording_status"));
     ReadBool(group, "alarm_rec_enabled", recording.alarm_rec_enabled);
     ReadBool(group, "manual_rec_enabled", recording.manual_rec_enabled);
     ReadBool(group, "schedule_rec_enabled", recording.schedule_rec_enabled);
 }
 
-void ReadStreamInfo(const cJSON* root, ChannelObj::StreamInfo& streams) {
-    const cJSON* group = Group(root, "stream_info");
+void ReadStreamInfo(Members& root, ChannelObj::StreamInfo& streams) {
+    Members group(Group(root, "stream_info"));
     ChannelObj::StreamInfo::MainStream& main_stream = streams.main_stream;
-    const cJSON* main = Group(group, "main_stream");
+    Members main(Group(group, "main_stream"));
     ReadBool(main, "support_vs_dewarp", main_stream.support_vs_dewarp);
     ReadInt32(main, "video_codec_id", main_stream.video_codec_id);
     ReadInt32(main, "video_fps", main_stream.video_fps);
     ReadInt32(main, "video_resolution", main_stream.video_resolution);
     ReadText(main, "video_resolution_str", main_stream.video_resolution_str);
     const cJSON* list = List(group, "multi_stream_list");
+    streams.multi_stream_list.reserve(streams.multi_stream_list.size() +
+                                      static_cast<size_t>(cJSON_GetArraySize(list)));
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, list) {
         // As with presets, an element that is not an object yields a default stream.
         auto stream = std::make_shared<ChannelObj::MultiStreamObj>();
         if (cJSON_IsObject(item)) {
-            ReadInt32(item, "stream_id", stream->stream_id);
-            ReadInt32(item, "video_fps", stream->video_fps);
-            ReadText(item, "video_fcc", stream->video_fcc);
-            ReadText(item, "audio_fcc", stream->audio_fcc);
-            ReadInt32(item, "video_resolution", stream->video_resolution);
+            Members members(item);
+            ReadInt32(members, "stream_id", stream->stream_id);
+            ReadInt32(members, "video_fps", stream->video_fps);
+            ReadText(members, "video_fcc", stream->video_fcc);
+            ReadText(members, "audio_fcc", stream->audio_fcc);
+            ReadInt32(members, "video_resolution", stream->video_resolution);
         }
         streams.multi_stream_list.push_back(std::move(stream));
     }
@@ -183,7 +246,7 @@ void ReadStreamInfo(const cJSON* root, ChannelObj::StreamInfo& streams) {
 // Unlike presets and streams, an element that is not an object yields no virtual camera. The
 // written list (six bare values and {} per camera) therefore reads back as one default camera
 // per {}.
-void ReadVirtualCameras(const cJSON* root, ChannelObj& channel) {
+void ReadVirtualCameras(Members& root, ChannelObj& channel) {
     const cJSON* list = List(root, "virtual_camera_list");
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, list) {
@@ -191,17 +254,19 @@ void ReadVirtualCameras(const cJSON* root, ChannelObj& channel) {
             continue;
         }
         auto camera = std::make_shared<ChannelObj::VirtualCameraObj>();
-        ReadInt32(item, "height", camera->height);
-        ReadInt32(item, "horizontal", camera->horizontal);
-        ReadInt32(item, "index", camera->index);
-        ReadInt32(item, "width", camera->width);
-        ReadInt32(item, "vertical", camera->vertical);
-        ReadText(item, "name", camera->name);
+        Members members(item);
+        ReadInt32(members, "height", camera->height);
+        ReadInt32(members, "horizontal", camera->horizontal);
+        ReadInt32(members, "index", camera->index);
+        ReadInt32(members, "width", camera->width);
+        ReadInt32(members, "vertical", camera->vertical);
+        ReadText(members, "name", camera->name);
         channel.virtual_camera_list.push_back(std::move(camera));
     }
 }
 
-void ReadChannel(const cJSON* root, ChannelObj& c) {
+void ReadChannel(const cJSON* text, ChannelObj& c) {
+    Members root(text);
     ReadAudio(root, c.audio);
     ReadAutoCruising(root, c.auto_cruising);
     ReadIdentity(root, c);
@@ -213,6 +278,8 @@ void ReadChannel(const cJSON* root, ChannelObj& c) {
     ReadProjection(root, c.projection);
     ReadRecordingStatus(root, c.recording_status);
     // "retrieve" is the host's state: the service's value is never taken, the field stays -1.
+    // Passed over only to keep the look-ups in the written order.
+    root.Get("retrieve");
     ReadStreamInfo(root, c.stream_info);
     ReadBool(root, "video_setting_support", c.video_setting_support);
     ReadVirtualCameras(root, c);

@@ -154,6 +154,52 @@ bool NeedsExact(const char* begin, const char* end, Integer* value) {
     return end - begin >= 10 && DecodeCanonical(begin, end, value) && !value->InInt32();
 }
 
+// True when a number of the tree lies outside the int32 range. Only then can a literal need an
+// exact node (the double of a literal outside the range is outside it too), so documents without
+// one skip the scan of their text. Walking the nodes costs far less than scanning the text,
+// which for a channel list is mostly long strings.
+bool HasLargeNumber(const cJSON* top) {
+    // The type tests of cJSON.h, inline: this runs over every node of every answer.
+    const auto type = [](const cJSON* item) { return item->type & 0xFF; };
+    const auto large = [&type](const cJSON* item) {
+        return type(item) == cJSON_Number &&
+               !(item->valuedouble >= -2147483648.0 && item->valuedouble <= 2147483647.0);
+    };
+    const auto container = [&type](const cJSON* item) {
+        return type(item) == cJSON_Array || type(item) == cJSON_Object;
+    };
+    if (!container(top)) {
+        return large(top);
+    }
+    // cJSON rejects deeper documents, so this bounds the walk without recursion.
+    const cJSON* parents[CJSON_NESTING_LIMIT + 1];
+    size_t depth = 0;
+    parents[depth++] = top;
+    const cJSON* item = top->child;
+    while (true) {
+        if (item == nullptr) {
+            const cJSON* finished = parents[--depth];
+            if (depth == 0) {
+                return false;
+            }
+            item = finished->next;
+            continue;
+        }
+        if (container(item) && item->child != nullptr) {
+            if (depth == sizeof(parents) / sizeof(parents[0])) {
+                return true;  // let the exact walk decide
+            }
+            parents[depth++] = item;
+            item = item->child;
+            continue;
+        }
+        if (large(item)) {
+            return true;
+        }
+        item = item->next;
+    }
+}
+
 bool HasBigInteger(const char* begin, const char* end) {
     NumberTokens tokens(begin, end);
     const char* token_begin = nullptr;
@@ -260,7 +306,7 @@ cJSON* Parse(const char* text, size_t length) {
     if (end == nullptr || end < text || end > text + length) {
         end = text + length;
     }
-    if (HasBigInteger(text, end) && !ConvertBigIntegers(&root, text, end)) {
+    if (HasLargeNumber(root) && HasBigInteger(text, end) && !ConvertBigIntegers(&root, text, end)) {
         // Out of memory: the same outcome as cJSON failing to allocate while parsing.
         cJSON_Delete(root);
         return nullptr;
@@ -389,8 +435,15 @@ uint32_t AsUInt32(const cJSON* item) {
     if (!cJSON_IsNumber(item) || !std::isfinite(item->valuedouble)) {
         return 0;
     }
+    const double d = item->valuedouble;
+    // Inside the int64 range the conversion truncates toward zero exactly and the low 32 bits
+    // follow by two's complement: the same value as the exact fmod below, for a fraction of its
+    // cost (every 32-bit field read goes through here).
+    if (d > -9223372036854775808.0 && d < 9223372036854775808.0) {
+        return static_cast<uint32_t>(static_cast<uint64_t>(static_cast<int64_t>(d)));
+    }
     // fmod is exact, so this is the low 32 bits of the truncated value whatever its size.
-    double low = std::fmod(std::trunc(item->valuedouble), 4294967296.0);
+    double low = std::fmod(std::trunc(d), 4294967296.0);
     if (low < 0) {
         low += 4294967296.0;
     }

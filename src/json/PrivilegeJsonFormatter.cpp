@@ -2,12 +2,24 @@
 
 #include <cjson/cJSON.h>
 
-#include <sstream>
+#include <memory>
 
 #include "json/JsonNumber.h"
 #include "platform/host_utils.h"
 
 namespace {
+
+// Attaches `item` under the literal `key` without copying the key, or deletes it.
+bool Attach(cJSON* object, const char* key, cJSON* item) {
+    if (item == nullptr) {
+        return false;
+    }
+    if (!cJSON_AddItemToObjectCS(object, key, item)) {
+        cJSON_Delete(item);
+        return false;
+    }
+    return true;
+}
 
 // The request document, or null when building it failed part-way.
 cJSON* BuildPrivilegeRequest(const std::string& user) {
@@ -18,9 +30,9 @@ cJSON* BuildPrivilegeRequest(const std::string& user) {
     if (root == nullptr) {
         return nullptr;
     }
-    if (!fdr::json::AddInt32(root, "report_type", 0) ||
-        !fdr::json::AddInt32(root, "access_type", 0) ||
-        !fdr::json::AddItem(root, "is_domain", cJSON_CreateBool(is_domain ? 1 : 0))) {
+    if (!Attach(root, "report_type", fdr::json::MakeInt32(0)) ||
+        !Attach(root, "access_type", fdr::json::MakeInt32(0)) ||
+        !Attach(root, "is_domain", cJSON_CreateBool(is_domain ? 1 : 0))) {
         cJSON_Delete(root);
         return nullptr;
     }
@@ -33,7 +45,7 @@ cJSON* BuildPrivilegeRequest(const std::string& user) {
     } else {
         identifies = cJSON_CreateObject();
     }
-    if (!fdr::json::AddItem(root, "identifies", identifies)) {
+    if (!Attach(root, "identifies", identifies)) {
         cJSON_Delete(root);
         return nullptr;
     }
@@ -44,14 +56,13 @@ cJSON* BuildPrivilegeRequest(const std::string& user) {
 
 int CPrivilegeJsonFormatter::FormatterPrivilegeInfo(std::string& user, std::string&,
                                                     std::string& out) {
-    std::ostringstream text;
-    if (cJSON* root = BuildPrivilegeRequest(user)) {
-        if (char* printed = cJSON_PrintUnformatted(root)) {
-            text << printed;
-            cJSON_free(printed);
-        }
-        cJSON_Delete(root);
+    const std::unique_ptr<cJSON, void (*)(cJSON*)> root(BuildPrivilegeRequest(user), cJSON_Delete);
+    const std::unique_ptr<char, void (*)(void*)> printed(
+        root ? cJSON_PrintUnformatted(root.get()) : nullptr, cJSON_free);
+    if (printed) {
+        out = printed.get();
+    } else {
+        out.clear();
     }
-    out = text.str();
     return 0;
 }

@@ -1,0 +1,261 @@
+// End to end: operations through the library and the reference local client against the same
+// local services, next to the best a bare client can do with the same dependencies (bare cJSON to
+// build or read the JSON, one kept-alive libcurl easy handle for the exchange).
+//
+// The operations talk to their fixed ports, so this binary must run where nothing else listens on
+// 10228, 10229 and 10241: bench/run starts it in a private network namespace. The services are
+// cpp-httplib servers in this process with TCP_NODELAY (small answers on a kept connection
+// otherwise wait for a delayed ACK) and no limit on requests per connection.
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include <httplib.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "BenchData.h"
+#include "FederateUtil/CFederateUtil.h"
+#include "FederateUtil/LocalServices.h"
+#include "PairTimer.h"
+
+namespace {
+
+using namespace bench;
+
+constexpr double kRepetitionSeconds = 0.5;
+constexpr int kNotifiedChannels = 64;
+constexpr int kLoadedChannels = 256;
+const std::string kLid = "member-0";
+
+class Service {
+  public:
+    explicit Service(int port) : port_(port) {
+        server_.set_tcp_nodelay(true);
+        server_.set_keep_alive_max_count(1000000);
+        server_.set_payload_max_length(512u * 1024u * 1024u);
+    }
+    ~Service() {
+        server_.stop();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+    httplib::Server& server() { return server_; }
+    void Start() {
+        if (!server_.bind_to_port(fdr::kLocalHost, port_)) {
+            std::fprintf(stderr, "port %d is taken: run this in a private network namespace\n",
+                         port_);
+            std::exit(2);
+        }
+        thread_ = std::thread([this] { server_.listen_after_bind(); });
+        while (!server_.is_running()) {
+            std::this_thread::yield();
+        }
+    }
+
+  private:
+    int port_;
+    httplib::Server server_;
+    std::thread thread_;
+};
+
+size_t Collect(char* data, size_t size, size_t count, void* out) {
+    static_cast<std::string*>(out)->append(data, size * count);
+    return size * count;
+}
+
+// The bare client: one easy handle, kept alive, set up once per kind of request.
+class BareClient {
+  public:
+    BareClient() {
+        curl_ = curl_easy_init();
+        headers_ = curl_slist_append(headers_, "Content-Type: application/json");
+        headers_ = curl_slist_append(headers_, "Expect:");
+        curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(curl_, CURLOPT_TCP_NODELAY, 1L);
+        curl_easy_setopt(curl_, CURLOPT_PROXY, "");
+        curl_easy_setopt(curl_, CURLOPT_WRITEFUNCTION, &Collect);
+        curl_easy_setopt(curl_, CURLOPT_WRITEDATA, &response_);
+    }
+    ~BareClient() {
+        curl_easy_cleanup(curl_);
+        curl_slist_free_all(headers_);
+    }
+    const std::string& Put(const std::string& url, const std::string& body) {
+        response_.clear();
+        curl_easy_setopt(curl_, CURLOPT_URL, url.c_str());
+        curl_easy_setopt(curl_, CURLOPT_CUSTOMREQUEST, "PUT");
+        curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headers_);
+        curl_easy_setopt(curl_, CURLOPT_POSTFIELDS, body.data());
+        curl_easy_setopt(curl_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+        Perform();
+        return response_;
+    }
+    const std::string& Get(const std::string& url) {
+        response_.clear();
+        curl_easy_setopt(curl_, CURLOPT_URL, url.c_str());
+        curl_easy_setopt(curl_, CURLOPT_CUSTOMREQUEST, nullptr);
+        curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, nullptr);
+        curl_easy_setopt(curl_, CURLOPT_HTTPGET, 1L);
+        Perform();
+        return response_;
+    }
+    // The token form on a fresh connection, as the token request makes it.
+    const std::string& PostFresh(const std::string& url, const std::string& form) {
+        response_.clear();
+        curl_easy_setopt(curl_, CURLOPT_URL, url.c_str());
+        curl_easy_setopt(curl_, CURLOPT_POSTFIELDS, form.data());
+        curl_easy_setopt(curl_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(form.size()));
+        curl_easy_setopt(curl_, CURLOPT_FRESH_CONNECT, 1L);
+        curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, 1L);
+        Perform();
+        return response_;
+    }
+
+  private:
+    void Perform() {
+        long status = 0;
+        const CURLcode rc = curl_easy_perform(curl_);
+        curl_easy_getinfo(curl_, CURLINFO_RESPONSE_CODE, &status);
+        if (rc != CURLE_OK || status != 200) {
+            std::fprintf(stderr, "bare exchange failed: %s, HTTP %ld\n", curl_easy_strerror(rc),
+                         status);
+            std::exit(2);
+        }
+    }
+
+    CURL* curl_ = nullptr;
+    curl_slist* headers_ = nullptr;
+    std::string response_;
+};
+
+std::string Url(int port, const std::string& target) {
+    return "http://" + std::string(fdr::kLocalHost) + ":" + std::to_string(port) + target;
+}
+
+void Register(const std::string& name, std::function<void()> lib, std::function<void()> bare,
+              std::function<void()> untimed = nullptr) {
+    const int64_t rounds = PairTimer::RoundsFor(lib, bare, kRepetitionSeconds);
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [lib, bare, untimed](benchmark::State& state) {
+                                     PairTimer timer(lib, bare, untimed);
+                                     for (auto _ : state) {
+                                         timer.Round();
+                                     }
+                                     timer.Report(state);
+                                 })
+        ->Unit(benchmark::kMicrosecond)
+        ->Iterations(rounds);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    curl_global_init(CURL_GLOBAL_ALL);
+    // The three services, answering as the local services do.
+    Service arbitrator(fdr::kArbitratorPort);
+    arbitrator.server().Put(fdr::endpoint::kChannelInfoChanged.path,
+                            [](const httplib::Request&, httplib::Response& res) {
+                                res.set_content("{}", "application/json");
+                            });
+    const auto channel_answer =
+        std::make_shared<const std::string>(ChannelListAnswer(kLoadedChannels));
+    Service reads(fdr::kFederationReadPort);
+    reads.server().Get(fdr::endpoint::kCmsChannelRead.path,
+                       [channel_answer](const httplib::Request&, httplib::Response& res) {
+                           res.set_content(*channel_answer, "application/json");
+                       });
+    const auto token_answer = std::make_shared<const std::string>(TokenAnswer());
+    Service tokens(fdr::kTokenServicePort);
+    tokens.server().Post(fdr::kTokenPath,
+                         [token_answer](const httplib::Request&, httplib::Response& res) {
+                             res.set_content(*token_answer, "application/json");
+                         });
+    arbitrator.Start();
+    reads.Start();
+    tokens.Start();
+
+    const auto util = std::make_shared<CFederateUtil>();
+    const auto bare = std::make_shared<BareClient>();
+
+    // One notification with 64 channels: build, PUT, answer not examined.
+    const auto channels = std::make_shared<ChannelObjList>(Cameras(kLid, kNotifiedChannels));
+    const std::string notify_url =
+        Url(fdr::kArbitratorPort, fdr::endpoint::kChannelInfoChanged.path);
+    Register(
+        "e2e/CameraListChange/64", [=] { util->NotifyArbitratorCameraListChange(kLid, *channels); },
+        [=] {
+            const Printed printed = BareCameraListChange(kLid, *channels);
+            const std::string body(printed.get());
+            benchmark::DoNotOptimize(bare->Put(notify_url, body).data());
+        });
+
+    // One channel-list load of 256 channels: GET, then the answer and every "data" read.
+    const auto loaded = std::make_shared<ChannelObjList>();
+    const std::string load_url =
+        Url(fdr::kFederationReadPort,
+            std::string(fdr::endpoint::kCmsChannelRead.path) + "?autonomy_lid=" + kLid);
+    Register(
+        "e2e/LoadChannelSetting/256",
+        [=] {
+            if (util->LoadFdrChannelSetting(kLid, *loaded) != 0) {
+                std::fprintf(stderr, "load failed\n");
+                std::exit(2);
+            }
+        },
+        [=] { benchmark::DoNotOptimize(BareParseChannelList(bare->Get(load_url).c_str())); },
+        [=] { loaded->clear(); });
+
+    // Not goals: the same operations against the exchange alone, without the JSON.
+    const auto notify_body = std::make_shared<const std::string>(
+        Print(cJSON_Parse(BareCameraListChange(kLid, *channels).get())).get());
+    Register(
+        "explain/CameraListChangeOverExchangeOnly/64",
+        [=] { util->NotifyArbitratorCameraListChange(kLid, *channels); },
+        [=] { benchmark::DoNotOptimize(bare->Put(notify_url, *notify_body).data()); });
+    Register(
+        "explain/LoadChannelSettingOverExchangeOnly/256",
+        [=] { util->LoadFdrChannelSetting(kLid, *loaded); },
+        [=] { benchmark::DoNotOptimize(bare->Get(load_url).data()); }, [=] { loaded->clear(); });
+
+    // The token request: its own socket, a fresh connection each time; the answer read.
+    const auto id = std::make_shared<std::string>("fedutil-client");
+    const auto secret = std::make_shared<std::string>("0a1b2c3d4e5f");
+    const auto access = std::make_shared<std::string>();
+    const std::string token_url = Url(fdr::kTokenServicePort, fdr::kTokenPath);
+    const auto form =
+        std::make_shared<const std::string>("grant_type=client_credentials&client_id=" + *id +
+                                            "&client_secret=" + *secret + "&undefined=");
+    const auto bare_fresh = std::make_shared<BareClient>();
+    Register(
+        "token/AuthGetToken/1", [=] { util->AuthGetToken(*id, *secret, *access); },
+        [=] {
+            cJSON* root = cJSON_Parse(bare_fresh->PostFresh(token_url, *form).c_str());
+            benchmark::DoNotOptimize(root);
+            cJSON_Delete(root);
+        });
+
+    // Not a goal: the token request against a bare POST that, like the token request, sets up a
+    // new easy handle for each request.
+    Register(
+        "explain/AuthGetTokenOverFreshHandle/1", [=] { util->AuthGetToken(*id, *secret, *access); },
+        [=] {
+            BareClient fresh;
+            cJSON* root = cJSON_Parse(fresh.PostFresh(token_url, *form).c_str());
+            benchmark::DoNotOptimize(root);
+            cJSON_Delete(root);
+        });
+
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
