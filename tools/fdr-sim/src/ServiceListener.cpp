@@ -104,6 +104,9 @@ bool ServiceListener::Start(std::string* error) {
     }
     server_ = std::make_unique<httplib::Server>();
     server_->set_tcp_nodelay(true);
+    // One exchange per connection: a client's kept-alive connection would hold a worker until
+    // the keep-alive time-out (5 s) and make every shutdown wait that long.
+    server_->set_keep_alive_max_count(1);
     // httplib's default adds SO_REUSEPORT, which would let two simulators share a port silently.
     server_->set_socket_options([](socket_t sock) {
         int yes = 1;
