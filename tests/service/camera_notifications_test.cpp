@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <mutex>
+#include <vector>
 
 #include "FederateUtil/CFederateUtil.h"
 #include "FederateUtil/NotifyLocks.h"
@@ -111,20 +112,33 @@ class CameraNotifications : public testing::Test {
     }
 };
 
-TEST_F(CameraNotifications, EachSendsItsBodyAndWritesItsLines) {
+// Each: its body (where it goes is the slot-table test's), its debug lines, and the notification
+// lock it holds while its request is out, released afterwards.
+TEST_F(CameraNotifications, EachSendsItsBodyWritesItsLinesAndHoldsOnlyItsOwnLock) {
     util.SetDebugSwitchForTesting(true);
     for (const auto& c : Cases()) {
         SCOPED_TRACE(c.name);
         services.ClearRequests();
+        std::vector<bool> held;  // m_notify_lock1, m_notify_lock2, seen from the fixture's thread
+        services.AnswerWith(c.port, "PUT", c.path, [&held](const fdrtest::RecordedRequest&) {
+            for (std::mutex* lock : {&m_notify_lock1, &m_notify_lock2}) {
+                held.push_back(!lock->try_lock());
+                if (!held.back()) {
+                    lock->unlock();
+                }
+            }
+            return fdrtest::ScriptedAnswer{};
+        });
         auto log = fdrtest::WatchCenterLog();
         testing::internal::CaptureStdout();
         EXPECT_EQ(c.notify(util), 0);
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-        const auto request = services.OnlyRequest();
-        EXPECT_EQ(request.port, c.port);
-        EXPECT_EQ(request.method, "PUT");
-        EXPECT_EQ(request.target, c.path);
-        EXPECT_EQ(request.body, c.body);
+        EXPECT_EQ(held, (std::vector<bool>{c.lock == &m_notify_lock1, c.lock == &m_notify_lock2}));
+        for (std::mutex* lock : {&m_notify_lock1, &m_notify_lock2}) {
+            ASSERT_TRUE(lock->try_lock());
+            lock->unlock();
+        }
+        EXPECT_EQ(services.OnlyRequest().body, c.body);
         // The status notification has only an end line.
         const std::string start = c.start == nullptr ? "" : c.start + c.body + "\n";
         EXPECT_EQ(Joined(log.NewLines()), start + c.end + "\n");
@@ -140,35 +154,6 @@ TEST_F(CameraNotifications, FailuresArePrintedAndStillReturnZero) {
         EXPECT_EQ(c.notify(util), 0);
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "\r[error]n_ret=4\n");
         EXPECT_TRUE(log.NewLines().empty());  // debug lines stay off
-    }
-}
-
-TEST_F(CameraNotifications, OnlyTheirOwnLockIsHeldWhileTheRequestIsInFlight) {
-    for (const auto& c : Cases()) {
-        SCOPED_TRACE(c.name);
-        bool lock1_free = false;
-        bool lock2_free = false;
-        services.AnswerWith(c.port, "PUT", c.path, [&](const fdrtest::RecordedRequest&) {
-            // The fixture's thread; the operation runs on the test's thread.
-            for (auto [lock, is_free] : {std::pair{&m_notify_lock1, &lock1_free},
-                                         std::pair{&m_notify_lock2, &lock2_free}}) {
-                *is_free = lock->try_lock();
-                if (*is_free) {
-                    lock->unlock();
-                }
-            }
-            return fdrtest::ScriptedAnswer{};
-        });
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(c.notify(util), 0);
-        testing::internal::GetCapturedStdout();
-        EXPECT_EQ(lock1_free, c.lock != &m_notify_lock1);
-        EXPECT_EQ(lock2_free, c.lock != &m_notify_lock2);
-        // Released afterwards.
-        for (std::mutex* lock : {&m_notify_lock1, &m_notify_lock2}) {
-            ASSERT_TRUE(lock->try_lock());
-            lock->unlock();
-        }
     }
 }
 

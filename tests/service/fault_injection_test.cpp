@@ -172,6 +172,14 @@ void DropOversizedLogs() {
     }
 }
 
+// The wait a reader may take beyond its time-out. ThreadSanitizer slows reading and parsing a
+// 100 MB answer several-fold, so its builds get a wider margin.
+#if defined(__SANITIZE_THREAD__)
+constexpr auto kBeyondTimeout = 4s;
+#else
+constexpr auto kBeyondTimeout = 1s;
+#endif
+
 TEST(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
     std::vector<FaultCase> faults(std::begin(kFastFaults), std::end(kFastFaults));
     faults.insert(faults.end(), std::begin(kOtherFaults), std::end(kOtherFaults));
@@ -187,7 +195,7 @@ TEST(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
             const Expected expected = ExpectedFor(reader, fault.fault);
             EXPECT_EQ(call.outcome, expected.outcome);
             EXPECT_EQ(call.detail, expected.detail);
-            EXPECT_LE(call.waited, reader.timeout + 1s);
+            EXPECT_LE(call.waited, reader.timeout + kBeyondTimeout);
             EXPECT_EQ(server.Requests(), fault.fault == Fault::kRefuse ? 0u : 1u);
         }
     }

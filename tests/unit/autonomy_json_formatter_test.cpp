@@ -105,23 +105,19 @@ TEST(AutonomyFormatter, ChangeBodiesCarryOnlyTheLastRecord) {
         std::vector<std::shared_ptr<Record>> records;
     };
     auto fresh = [] { return std::make_shared<Record>(); };
+    const ListFormatter arbitrator = Formatter::FormatterArbitratorAutonomyChange;
+    const ListFormatter dravo = Formatter::FormatterDravoServerAutonomyChange;
+    // clang-format off
     const Case cases[] = {
-        {"arbitrator_change_full", Formatter::FormatterArbitratorAutonomyChange, {FullRecord()}},
-        {"arbitrator_change_full",
-         Formatter::FormatterArbitratorAutonomyChange,
-         {fresh(), fresh(), FullRecord(), nullptr}},
-        {"arbitrator_change_default", Formatter::FormatterArbitratorAutonomyChange, {fresh()}},
-        {"arbitrator_change_default",
-         Formatter::FormatterArbitratorAutonomyChange,
-         {FullRecord(), FullRecord(), fresh()}},
-        {"dravo_change_full", Formatter::FormatterDravoServerAutonomyChange, {FullRecord()}},
-        {"dravo_change_full",
-         Formatter::FormatterDravoServerAutonomyChange,
-         {fresh(), fresh(), FullRecord()}},
-        {"dravo_change_default",
-         Formatter::FormatterDravoServerAutonomyChange,
-         {FullRecord(), fresh()}},
+        {"arbitrator_change_full", arbitrator, {FullRecord()}},
+        {"arbitrator_change_full", arbitrator, {fresh(), fresh(), FullRecord(), nullptr}},
+        {"arbitrator_change_default", arbitrator, {fresh()}},
+        {"arbitrator_change_default", arbitrator, {FullRecord(), FullRecord(), fresh()}},
+        {"dravo_change_full", dravo, {FullRecord()}},
+        {"dravo_change_full", dravo, {fresh(), fresh(), FullRecord()}},
+        {"dravo_change_default", dravo, {FullRecord(), fresh()}},
     };
+    // clang-format on
     for (const auto& c : cases) {
         SCOPED_TRACE(c.golden + std::to_string(c.records.size()));
         EXPECT_EQ(Format(c.formatter, ListOf(c.records)),

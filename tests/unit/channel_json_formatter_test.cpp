@@ -1,5 +1,6 @@
 // Channel bodies: byte-exact against golden texts written from the key orders, the record ->
-// text -> record round trip, and what happens when cJSON runs out of memory half-way.
+// text -> record round trip, and the arbitrator bodies' results when cJSON runs out of memory
+// (the other partial bodies are the allocation-failure suite's).
 #include <gtest/gtest.h>
 
 #include <cjson/cJSON.h>
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <functional>
 #include <stdexcept>
+#include <vector>
 
 #include "json/CFdrUtilParser.h"
 #include "json/ChannelJsonFormatter.h"
@@ -203,7 +205,7 @@ TEST(ChannelJsonFormatter, ListChangeSplitsUmsidIntoBrandAndModelHalves) {
         const char* umsid;
         const char* brand;
         const char* model;
-    } cases[] = {{"ABCDEF", "ABC", "DEF"}, {"ABCDE", "AB", "CDE"}, {"A", "", "A"}, {"", "", ""}};
+    } cases[] = {{"ABCDE", "AB", "CDE"}, {"A", "", "A"}, {"", "", ""}};  // even: the notices' test
     for (const auto& c : cases) {
         SCOPED_TRACE(c.umsid);
         auto channel = std::make_shared<ChannelObj>();
@@ -219,6 +221,13 @@ TEST(ChannelJsonFormatter, ListChangeSplitsUmsidIntoBrandAndModelHalves) {
 
 // ---- Round trip through the channel list parser ----
 
+std::string Printed(const cJSON* item) {
+    char* printed = cJSON_PrintUnformatted(item);
+    const std::string text(printed);
+    cJSON_free(printed);
+    return text;
+}
+
 // A "channel_list" answer whose entries carry the given channel texts as "data".
 std::string ChannelListAnswer(const std::vector<std::string>& texts) {
     cJSON* root = cJSON_CreateObject();
@@ -228,9 +237,7 @@ std::string ChannelListAnswer(const std::vector<std::string>& texts) {
         cJSON_AddStringToObject(entry, "data", text.c_str());
         cJSON_AddItemToArray(list, entry);
     }
-    char* printed = cJSON_PrintUnformatted(root);
-    std::string answer(printed);
-    cJSON_free(printed);
+    const std::string answer = Printed(root);
     cJSON_Delete(root);
     return answer;
 }
@@ -266,12 +273,11 @@ TEST(ChannelRoundTrip, ServiceTextToRecordsToTextKeepsEveryField) {
     CChannelInfoJsonFormatter::FormatterRefreshChannelInfo("lid", parsed, body);
     cJSON* stored = cJSON_Parse(body.c_str());
     ASSERT_NE(stored, nullptr);
-    char* server =
-        cJSON_PrintUnformatted(cJSON_GetArrayItem(cJSON_GetObjectItem(stored, "autonomy_list"), 0));
-    ChannelObjList reloaded;
-    EXPECT_EQ(CFdrUtilParser::ParseChannelList(server, reloaded), 0u);
-    cJSON_free(server);
+    const std::string server =
+        Printed(cJSON_GetArrayItem(cJSON_GetObjectItem(stored, "autonomy_list"), 0));
     cJSON_Delete(stored);
+    ChannelObjList reloaded;
+    EXPECT_EQ(CFdrUtilParser::ParseChannelList(server.c_str(), reloaded), 0u);
     ASSERT_EQ(reloaded.size(), parsed.size());
     // The written camera list (six bare values and {} per camera) reads back as one default
     // camera per {}; everything else survives.
@@ -285,48 +291,34 @@ TEST(ChannelRoundTrip, ServiceTextToRecordsToTextKeepsEveryField) {
 
 // ---- Running out of memory inside cJSON ----
 
-// Fails the cJSON allocation with the given index (0-based) while armed; counts them all.
-struct FailingAllocator {
-    static inline long fail_at = -1;
-    static inline long count = 0;
-    static void* Allocate(size_t size) { return count++ == fail_at ? nullptr : std::malloc(size); }
-    static void Release(void* p) { std::free(p); }
-};
+long fail_at = -1;  // the cJSON allocation (0-based) that fails; -1: none
+long allocations = 0;
 
-class ChannelJsonFormatterOutOfMemory : public testing::Test {
-  protected:
-    // Runs `format` once with every allocation index failing in turn, starting with a count of
-    // all allocations of an undisturbed run. `check` sees the index that failed.
-    void Sweep(const std::function<void()>& format, const std::function<void(long)>& check) {
-        const long total = Count(format);
-        ASSERT_GT(total, 0);
-        for (long n = 0; n < total; ++n) {
-            Arm(n);
-            format();
-            Disarm();
-            check(n);
-            if (HasFatalFailure()) {
-                return;
-            }
-        }
-    }
-    long Count(const std::function<void()>& format) {
-        Arm(-1);
-        format();
-        Disarm();
-        return FailingAllocator::count;
-    }
-    void TearDown() override { Disarm(); }
-
-  private:
-    static void Arm(long fail_at) {
-        FailingAllocator::fail_at = fail_at;
-        FailingAllocator::count = 0;
-        cJSON_Hooks hooks{&FailingAllocator::Allocate, &FailingAllocator::Release};
+// Runs `format` once undisturbed and once with each of its cJSON allocations failing in turn;
+// `check` follows each failing run.
+void EachAllocationFailing(const std::function<void()>& format,
+                           const std::function<void()>& check) {
+    const auto run = [&](long fail) {
+        fail_at = fail;
+        allocations = 0;
+        cJSON_Hooks hooks{
+            [](size_t size) { return allocations++ == fail_at ? nullptr : std::malloc(size); },
+            [](void* p) { std::free(p); }};
         cJSON_InitHooks(&hooks);
+        struct Restore {
+            ~Restore() { cJSON_InitHooks(nullptr); }  // also when `format` throws
+        } restore;
+        format();
+    };
+    run(-1);
+    const long total = allocations;
+    ASSERT_GT(total, 0);
+    for (long n = 0; n < total; ++n) {
+        SCOPED_TRACE(n);
+        run(n);
+        check();
     }
-    static void Disarm() { cJSON_InitHooks(nullptr); }
-};
+}
 
 bool IsJson(const std::string& text) {
     cJSON* parsed = cJSON_Parse(text.c_str());
@@ -334,7 +326,7 @@ bool IsJson(const std::string& text) {
     return parsed != nullptr;
 }
 
-TEST_F(ChannelJsonFormatterOutOfMemory, ArbitratorBodiesReportAFailedPrint) {
+TEST(ChannelJsonFormatterOutOfMemory, ArbitratorBodiesReportAFailedPrint) {
     using F = CChannelInfoJsonFormatter;
     const struct {
         const char* name;
@@ -352,13 +344,12 @@ TEST_F(ChannelJsonFormatterOutOfMemory, ArbitratorBodiesReportAFailedPrint) {
         SCOPED_TRACE(c.name);
         std::string out;
         unsigned int result = 0;
-        Sweep(
+        EachAllocationFailing(
             [&] {
                 out = "untouched";
                 result = c.format(out);
             },
-            [&](long n) {
-                SCOPED_TRACE(n);
+            [&] {
                 ASSERT_TRUE(result == 0 || result == F::kPrintFailed) << result;
                 if (result == F::kPrintFailed) {
                     EXPECT_EQ(out, "untouched");
@@ -372,7 +363,7 @@ TEST_F(ChannelJsonFormatterOutOfMemory, ArbitratorBodiesReportAFailedPrint) {
     }
 }
 
-TEST_F(ChannelJsonFormatterOutOfMemory, GroupedBodyLogsChannelsLeftBlank) {
+TEST(ChannelJsonFormatterOutOfMemory, GroupedBodyLogsChannelsLeftBlank) {
     AutonomyList servers;
     servers.autonomy_list.push_back(std::make_shared<AutonomyList::AutonomyListObj>());
     servers.autonomy_list[0]->autonomy_lid = "lid-A";
@@ -380,7 +371,7 @@ TEST_F(ChannelJsonFormatterOutOfMemory, GroupedBodyLogsChannelsLeftBlank) {
     auto log = fdrtest::WatchCenterLog();
     std::string out;
     int blank = 0;
-    Sweep(
+    EachAllocationFailing(
         [&] {
             out = "untouched";
             try {
@@ -388,7 +379,7 @@ TEST_F(ChannelJsonFormatterOutOfMemory, GroupedBodyLogsChannelsLeftBlank) {
             } catch (const std::logic_error&) {
             }
         },
-        [&](long) {
+        [&] {
             const auto lines = log.NewLines();
             if (lines.size() > static_cast<size_t>(blank)) {
                 EXPECT_EQ(lines.back(), "[zubrik]  guid[g1] has blank data");

@@ -1,14 +1,9 @@
 // The reference REST client against a local cpp-httplib server on an ephemeral port.
-#include <arpa/inet.h>
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -23,11 +18,11 @@ struct Seen {
     bool has_expect = false;
 };
 
-// Replies 200 "reply to METHOD"; "/status/N" replies N; "/slow" waits until the suite ends.
+// Replies 200 "reply to METHOD"; "/status/N" replies N. A refused connection and a time-out are
+// the fault-injection and stall suites' (through the library), and the simulator's fault tests'.
 class KfenClientTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        stopping_ = false;
         server_ = new httplib::Server;
         server_->set_tcp_nodelay(true);
         auto handler = [](const httplib::Request& req, httplib::Response& res) {
@@ -35,10 +30,6 @@ class KfenClientTest : public ::testing::Test {
                 std::lock_guard<std::mutex> lock(mutex_);
                 seen_ = {req.method, req.target, req.body, req.get_header_value("Content-Type"),
                          req.has_header("Expect")};
-            }
-            if (req.path == "/slow") {
-                std::unique_lock<std::mutex> lock(mutex_);
-                stop_cv_.wait_for(lock, std::chrono::seconds(10), [] { return stopping_; });
             }
             if (req.path.rfind("/status/", 0) == 0) {
                 res.status = std::stoi(req.path.substr(8));
@@ -53,29 +44,20 @@ class KfenClientTest : public ::testing::Test {
         port_ = server_->bind_to_any_port("127.0.0.1");
         ASSERT_GT(port_, 0);
         thread_ = std::thread([] { server_->listen_after_bind(); });
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!server_->is_running() && std::chrono::steady_clock::now() < deadline) {
+        for (int i = 0; i < 10000 && !server_->is_running(); ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         ASSERT_TRUE(server_->is_running());
     }
     static void TearDownTestSuite() {
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            stopping_ = true;
-        }
-        stop_cv_.notify_all();
         server_->stop();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
+        thread_.join();
         delete server_;
     }
     static Seen seen() {
         std::lock_guard<std::mutex> lock(mutex_);
         return seen_;
     }
-
     static char* host() { return const_cast<char*>("127.0.0.1"); }
     static char* c(const char* s) { return const_cast<char*>(s); }
 
@@ -83,8 +65,6 @@ class KfenClientTest : public ::testing::Test {
     static inline std::thread thread_;
     static inline int port_ = 0;
     static inline std::mutex mutex_;
-    static inline std::condition_variable stop_cv_;
-    static inline bool stopping_ = false;
     static inline Seen seen_;
 };
 
@@ -101,8 +81,7 @@ TEST_F(KfenClientTest, QueryIsAppendedInMapOrderAndPercentEncoded) {
         {"/q", &q, "/q?" + encoded},
         {"/cgi-bin/x.cgi?action=failover_info", &q,
          "/cgi-bin/x.cgi?action=failover_info&" + encoded},
-        {"/q", &empty, "/q"},
-        {"/q", nullptr, "/q"},
+        {"/q", &empty, "/q"},  // no query at all, and a POST's: the local-service-call test
     };
     for (const auto& tc : cases) {
         std::string response = "stale";
@@ -113,11 +92,6 @@ TEST_F(KfenClientTest, QueryIsAppendedInMapOrderAndPercentEncoded) {
         EXPECT_EQ(tc.target, seen().target);
         EXPECT_EQ("GET", seen().method);
     }
-    std::string response;
-    ASSERT_EQ(KFEN_OK, kfen_POST_request_v2(host(), port_, c("/p"), &q, "{}", response, 5, false,
-                                            false, 0, nullptr));
-    EXPECT_EQ("/p?" + encoded, seen().target);
-    EXPECT_EQ("POST", seen().method);
 }
 
 TEST_F(KfenClientTest, BodyArrivesByteExactWithoutExpect) {
@@ -160,25 +134,6 @@ TEST_F(KfenClientTest, NonSuccessStatusKeepsBodyAndReportsStatus) {
     EXPECT_EQ(0, *__kfen_errno());
 }
 
-TEST_F(KfenClientTest, RefusedPortIsATransportFailure) {
-    // A bound but not listening socket: connections to its port are refused, and no other
-    // process can take the port meanwhile.
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_GE(fd, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    ASSERT_EQ(0, ::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr));
-    ASSERT_EQ(0, ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len));
-    std::string response;
-    EXPECT_EQ(KFEN_ERR_TRANSPORT, kfen_POST_request(host(), ntohs(addr.sin_port), c("/"), "{}",
-                                                    response, 5, false, false, 0, nullptr));
-    ::close(fd);
-    EXPECT_EQ(CURLE_COULDNT_CONNECT, *__kfen_errno());
-    EXPECT_STRNE("", kfen_strerror(*__kfen_errno()));
-}
-
 TEST_F(KfenClientTest, BadArguments) {
     struct Case {
         char* host;
@@ -195,17 +150,6 @@ TEST_F(KfenClientTest, BadArguments) {
                                                       response, 5, false, false, 0, nullptr));
         EXPECT_EQ(CURLE_BAD_FUNCTION_ARGUMENT, *__kfen_errno());
     }
-}
-
-TEST_F(KfenClientTest, TimeOutBoundsTheWholeExchange) {
-    std::string response;
-    const auto t0 = std::chrono::steady_clock::now();
-    EXPECT_EQ(KFEN_ERR_TRANSPORT, kfen_GET_request(host(), port_, c("/slow"), nullptr, response, 1,
-                                                   false, false, 0, nullptr));
-    const auto elapsed = std::chrono::steady_clock::now() - t0;
-    EXPECT_EQ(CURLE_OPERATION_TIMEDOUT, *__kfen_errno());
-    EXPECT_GE(elapsed, std::chrono::milliseconds(900));
-    EXPECT_LT(elapsed, std::chrono::milliseconds(1800));
 }
 
 TEST_F(KfenClientTest, DetailNumberIsPerThread) {

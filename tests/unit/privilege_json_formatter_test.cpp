@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "json/CFdrUtilParser.h"
 #include "json/PrivilegeJsonFormatter.h"
@@ -49,7 +50,10 @@ TEST(TokenJsonParser, TokensAreTakenBeforeTheErrorIsLookedAt) {
         auto log = fdrtest::WatchCenterLog();
         EXPECT_EQ(CFdrUtilParser::ParseOauthAuthLoginToken(c.text, access, refresh), c.result);
         EXPECT_EQ(access + " " + refresh, std::string(c.access) + " " + c.refresh);
-        EXPECT_EQ(log.NewLines().size(), c.result == 0xD3020200 ? 1u : 0u);
+        EXPECT_EQ(log.NewLines(),
+                  c.result == 0xD3020200
+                      ? std::vector<std::string>{"[fedutil] OauthAuthLoginToken error: bad"}
+                      : std::vector<std::string>{});
     }
 }
 

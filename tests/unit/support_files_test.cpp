@@ -1,13 +1,6 @@
-// The fisheye and projection support files: key orders, empty catalogues, and the error a host
-// gets when cJSON cannot allocate the root or the printed text.
+// The fisheye and projection support files follow the files' key orders (empty catalogues are
+// the slot-table test's, running out of memory the allocation-failure suite's).
 #include <gtest/gtest.h>
-
-#include <cjson/cJSON.h>
-
-#include <climits>
-#include <cstdlib>
-#include <functional>
-#include <stdexcept>
 
 #include "FederateUtil/CFederateUtil.h"
 #include "support/TestData.h"
@@ -48,60 +41,6 @@ TEST(SupportFile, KeysFollowTheFileOrderNotTheMemberOrder) {
     EXPECT_EQ(util.FormatFisyeyeSupportFile(info), ReadTestData("channels/fisheye_support.json"));
     EXPECT_EQ(util.FormatProjectionSupportFile(info),
               ReadTestData("channels/projection_support.json"));
-
-    Info empty;
-    EXPECT_EQ(util.FormatFisyeyeSupportFile(empty), "{\"FishEyeParameterTable\":[]}");
-    EXPECT_EQ(util.FormatProjectionSupportFile(empty), "{\"ProjectionTable\":[]}");
-}
-
-// cJSON allocations fail from the given index (0-based) on while installed.
-struct FailFrom {
-    static inline long from = 0;
-    static inline long count = 0;
-    static void* Allocate(size_t size) { return count++ >= from ? nullptr : std::malloc(size); }
-    static void Release(void* p) { std::free(p); }
-};
-
-class SupportFileOutOfMemory : public testing::Test {
-  protected:
-    // The number of cJSON allocations `run` makes when none fails.
-    static long Count(const std::function<void()>& run) {
-        Install(LONG_MAX);
-        run();
-        cJSON_InitHooks(nullptr);
-        return FailFrom::count;
-    }
-    static void Install(long from) {
-        FailFrom::from = from;
-        FailFrom::count = 0;
-        cJSON_Hooks hooks{&FailFrom::Allocate, &FailFrom::Release};
-        cJSON_InitHooks(&hooks);
-    }
-    void TearDown() override { cJSON_InitHooks(nullptr); }
-};
-
-TEST_F(SupportFileOutOfMemory, NoRootOrNoPrintedTextThrowsTheNullTextError) {
-    CFederateUtil util;
-    Info info = Catalogues();
-    const std::function<std::string()> files[] = {
-        [&] { return util.FormatFisyeyeSupportFile(info); },
-        [&] { return util.FormatProjectionSupportFile(info); },
-    };
-    for (const auto& file : files) {
-        const long total = Count([&] { file(); });
-        // The root is the first allocation and the printed text the last one.
-        for (const long from : {0L, total - 1}) {
-            SCOPED_TRACE(from);
-            Install(from);
-            try {
-                file();
-                ADD_FAILURE() << "no error";
-            } catch (const std::logic_error& e) {
-                EXPECT_STREQ(e.what(), "basic_string: construction from null is not valid");
-            }
-            cJSON_InitHooks(nullptr);
-        }
-    }
 }
 
 }  // namespace

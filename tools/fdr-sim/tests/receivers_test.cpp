@@ -1,4 +1,6 @@
 // The receiving services: what each expects, what it accepts as a known quirk, what it flags.
+// That they take the library's own bodies without a problem is shown by the library's
+// concurrency test and the demo, which check every exchange.
 #include <gtest/gtest.h>
 
 #include "Receivers.h"
@@ -23,9 +25,7 @@ TEST(Receivers, CheckWhatArrivesAndAcceptTheKnownQuirks) {
     const std::string one_member = std::string(R"({"autonomy_list":[)") + kMember + "]}";
     const ReceiverCase cases[] = {
         {"member records, with the repeated machine_name", Service::MemberLog, "POST",
-         "/logs/autonomyList", one_member, nullptr, true},
-        {"update carries the same records", Service::MemberLog, "POST", "/logs/updateList",
-         one_member, nullptr, true},
+         "/logs/updateList", one_member, nullptr, true},
         {"member record without its lid", Service::MemberLog, "POST", "/logs/autonomyList",
          R"({"autonomy_list":[{"autonomy_group":1}]})", "\"autonomy_lid\" is missing", false},
         {"removal names the lid", Service::MemberLog, "POST", "/logs/deleteList",
@@ -36,33 +36,21 @@ TEST(Receivers, CheckWhatArrivesAndAcceptTheKnownQuirks) {
          "token renewed", "not JSON (expected)", true},
         {"token change: empty", Service::MemberLog, "PUT", "/logs/reload_autonomy", "",
          "empty body (expected)", true},
-        {"member change", Service::Arbitrator, "PUT", "/autonomy_changed", one_member, nullptr,
-         true},
-        {"member removal", Service::Arbitrator, "PUT", "/autonomy_changed",
-         R"({"autonomy_list":[{"autonomy_lid":"1","retrieve":1}]})", nullptr, true},
         {"member change with two members", Service::Arbitrator, "PUT", "/autonomy_changed",
          std::string(R"({"autonomy_list":[)") + kMember + "," + kMember + "]}",
          "expected at most one", false},
-        {"camera status", Service::Arbitrator, "PUT", "/channel_status_changed",
-         R"({"autonomy_list":[{"autonomy_lid":"1","channel_status_list":[{"retrieve":2,"channel_index":1,"channel_guid":"a","living_status":[],"recorded_statistic":{}}]}]})",
-         nullptr, true},
         {"camera status without its list", Service::Arbitrator, "PUT", "/channel_status_changed",
          R"({"autonomy_list":[{"autonomy_lid":"1"}]})", "\"channel_status_list\" is missing",
          false},
         {"camera list change", Service::Arbitrator, "PUT", "/channel_info_changed",
          R"({"autonomy_list":[{"autonomy_lid":"1","channel_list":[{"channel_guid":"a"}]}]})",
          nullptr, true},
-        {"camera list refresh", Service::Arbitrator, "PUT", "/channel_info_refresh",
-         R"({"autonomy_lid":"1"})", nullptr, true},
         {"camera list refresh without lid", Service::Arbitrator, "PUT", "/channel_info_refresh",
          R"({"lid":"1"})", "\"autonomy_lid\" is missing", false},
         {"refresh ready: empty", Service::Arbitrator, "PUT", "/autonomy_refresh_ready", "",
          "empty body (expected)", true},
         {"refresh ready with a body", Service::Arbitrator, "PUT", "/autonomy_refresh_ready", "{}",
          "expected an empty body", false},
-        {"mode change", Service::ModeArbitration, "PUT", "/apply_autonomies",
-         R"({"autonomy_list":[{"lid":"1","lname":"North","username":"admin","password":"cHc=","server_mode":"autonomy","address":"10.0.0.1","group":-7}]})",
-         nullptr, true},
         {"mode change with an unescaped quote", Service::ModeArbitration, "PUT",
          "/apply_autonomies",
          R"({"autonomy_list":[{"lid":"1","lname":"North "A"","username":"admin","password":"cHc=","server_mode":"autonomy","address":"10.0.0.1","group":1}]})",
@@ -74,11 +62,6 @@ TEST(Receivers, CheckWhatArrivesAndAcceptTheKnownQuirks) {
          "{\n\t\"notice_reason\":\t{\n\t\t\"input\":\t{\n\t\t\t\"autonomy_lid\":\t\"1\"\n\t\t}\n\t}"
          "\n}",
          "formatted JSON (expected)", true},
-        {"member change notice", Service::VideoManagement, "PUT", "/dravoService/notify",
-         std::string(
-             R"({"notice_reason":{"type":23,"action":23000,"command_id":""},"autonomy_list":[)") +
-             kMember + "]}",
-         nullptr, true},
         {"data notice without a lid", Service::VideoManagement, "PUT", "/dravoService/notify",
          R"({"a":1})", "\"autonomy_lid\" is missing", false},
         {"system info", Service::Aggregator, "PUT", "/aggreatorService/system_info",

@@ -1,4 +1,5 @@
-// What fedutil prints: indented JSON, the outcome of an operation, and the demo's summary.
+// What fedutil prints: indented JSON, the outcome of an operation, and the demo's sizes (its
+// summary line is the demo tests').
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -81,18 +82,6 @@ TEST(OutcomePrinter, JsonCarriesResultOutputsAndConsole) {
           R"("library_console": ["[error]n_ret=3"])"}) {
         EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
     }
-}
-
-TEST(DemoReport, SummaryNamesTheFailedSteps) {
-    std::vector<StepRecord> steps(3);
-    for (int i = 0; i < 3; ++i) {
-        steps[i].number = i + 1;
-        steps[i].passed = true;
-    }
-    EXPECT_EQ(SummaryLine(steps), "demo: 3 steps, 3 ok");
-    steps[0].passed = false;
-    steps[2].passed = false;
-    EXPECT_EQ(SummaryLine(steps), "demo: 3 steps, 1 ok, 2 failed (1, 3)");
 }
 
 TEST(DemoReport, SizesReadNaturally) {
