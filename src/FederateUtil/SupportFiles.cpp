@@ -10,15 +10,18 @@
 
 #include "FederateUtil/CFederateUtil.h"
 #include "json/JsonNumber.h"
+#include "json/JsonTree.h"
 
 namespace {
 
 using Info = DravoAgentData::DravoServerInfo;
 
-struct TreeDeleter {
-    void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+using fdr::jsontree::AddArray;
+using fdr::jsontree::AddDouble;
+using fdr::jsontree::AddInt32;
+using fdr::jsontree::AddText;
+using fdr::jsontree::AppendObject;
+using fdr::jsontree::Tree;
 
 // Hosts have always received this error (a text built from a null print) when the root or the
 // printed text cannot be made.
@@ -41,46 +44,6 @@ std::string Print(const Tree& root) {
         ThrowNullText();
     }
     return std::string(text.get());
-}
-
-// Attaches `item` (null allowed) under `key`, or deletes it. Every key here is a string literal,
-// so it is attached without a copy. Only the root and the print are checked: a null parent (a
-// failed creation) attaches nothing.
-bool Attach(cJSON* object, const char* key, cJSON* item) {
-    if (item == nullptr) {
-        return false;
-    }
-    if (object == nullptr || !cJSON_AddItemToObjectCS(object, key, item)) {
-        cJSON_Delete(item);
-        return false;
-    }
-    return true;
-}
-
-void AddInt32(cJSON* object, const char* key, int32_t value) {
-    Attach(object, key, fdr::json::MakeInt32(value));
-}
-
-void AddDouble(cJSON* object, const char* key, double value) {
-    Attach(object, key, fdr::json::MakeDouble(value));
-}
-
-void AddText(cJSON* object, const char* key, const std::string& value) {
-    Attach(object, key, cJSON_CreateString(value.c_str()));
-}
-
-cJSON* AddArray(cJSON* parent, const char* key) {
-    cJSON* array = cJSON_CreateArray();
-    return Attach(parent, key, array) ? array : nullptr;
-}
-
-cJSON* AppendObject(cJSON* array) {
-    cJSON* object = cJSON_CreateObject();
-    if (object == nullptr || array == nullptr || !cJSON_AddItemToArray(array, object)) {
-        cJSON_Delete(object);
-        return nullptr;
-    }
-    return object;
 }
 
 void WriteFisheyeSize(cJSON* size, const Info::FisheyeSizeObj& s) {

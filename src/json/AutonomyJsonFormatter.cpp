@@ -5,49 +5,23 @@
 #include <vector>
 
 #include "json/JsonNumber.h"
+#include "json/JsonTree.h"
 
 namespace {
 
 using Record = CAutonomyListJsonFormatter::Record;
 
-struct TreeDeleter {
-    void operator()(cJSON* item) const { cJSON_Delete(item); }
-};
-using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+using fdr::jsontree::AddBool;
+using fdr::jsontree::AddInt32;
+using fdr::jsontree::AddText;
+using fdr::jsontree::AddUInt64;
+using fdr::jsontree::Attach;
+using fdr::jsontree::Tree;
 
 struct TextDeleter {
     void operator()(char* text) const { cJSON_free(text); }
 };
 using Text = std::unique_ptr<char, TextDeleter>;
-
-// Attaches `item` (null allowed) under `key`, or deletes it. Every key here is a string literal,
-// so it is attached without a copy: a member object has some thirty of them.
-bool Attach(cJSON* object, const char* key, cJSON* item) {
-    if (item == nullptr) {
-        return false;
-    }
-    if (object == nullptr || !cJSON_AddItemToObjectCS(object, key, item)) {
-        cJSON_Delete(item);
-        return false;
-    }
-    return true;
-}
-
-bool AddString(cJSON* object, const char* key, const std::string& value) {
-    return Attach(object, key, cJSON_CreateString(value.c_str()));
-}
-
-bool AddBool(cJSON* object, const char* key, bool value) {
-    return Attach(object, key, cJSON_CreateBool(value));
-}
-
-bool AddInt32(cJSON* object, const char* key, int32_t value) {
-    return Attach(object, key, fdr::json::MakeInt32(value));
-}
-
-bool AddUInt64(cJSON* object, const char* key, uint64_t value) {
-    return Attach(object, key, fdr::json::MakeUInt64(value));
-}
 
 // A new array attached to `root` under "autonomy_list" (owned by `root`), or null.
 cJSON* AddList(cJSON* root) {
@@ -74,8 +48,7 @@ void Print(const cJSON* root, std::string& out) {
 // {"lower": lower, "upper": upper}, or null.
 cJSON* MakeRange(const std::string& lower, const std::string& upper) {
     Tree range(cJSON_CreateObject());
-    if (!range || !AddString(range.get(), "lower", lower) ||
-        !AddString(range.get(), "upper", upper)) {
+    if (!range || !AddText(range.get(), "lower", lower) || !AddText(range.get(), "upper", upper)) {
         return nullptr;
     }
     return range.release();
@@ -96,7 +69,7 @@ cJSON* MakeNoticeReason() {
     Tree reason(cJSON_CreateObject());
     cJSON* n = reason.get();
     if (!n || !AddInt32(n, "type", 23) || !AddInt32(n, "action", 23000) ||
-        !AddString(n, "command_id", "")) {
+        !AddText(n, "command_id", "")) {
         return nullptr;
     }
     return reason.release();
@@ -115,28 +88,26 @@ bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
     // The desktop-client range takes its "lower" from the central-server lower bound, so the
     // desktop client's own lower bound is never sent; kept on purpose.
     const bool head =
-        AddString(o, "auth_data", r.auth_data) && AddString(o, "autonomy_add_time", r.add_time) &&
-        AddString(o, "autonomy_address", r.address) &&
-        AddString(o, "autonomy_firmware", r.firmware) &&
-        AddString(o, "autonomy_firmware_date", r.firmware_date) &&
+        AddText(o, "auth_data", r.auth_data) && AddText(o, "autonomy_add_time", r.add_time) &&
+        AddText(o, "autonomy_address", r.address) && AddText(o, "autonomy_firmware", r.firmware) &&
+        AddText(o, "autonomy_firmware_date", r.firmware_date) &&
         AddUInt64(o, "autonomy_health_status", r.health_status) &&
-        AddString(o, "autonomy_id", r.autonomy_id) &&
-        AddString(o, "autonomy_lid", r.autonomy_lid) &&
-        AddString(o, "autonomy_lname", r.autonomy_lname) && AddString(o, "autonomy_mac", r.mac) &&
-        AddString(o, "autonomy_mode", r.server_mode) &&
-        AddString(o, "autonomy_password", r.password) && AddString(o, "autonomy_sid", r.sid) &&
-        AddString(o, "autonomy_username", r.username) && AddBool(o, "is_admin", r.is_admin) &&
-        AddString(o, "machine_internal_model", r.machine_internal_model) &&
-        AddString(o, "machine_model", r.machine_model) &&
-        AddString(o, "machine_name", r.machine_name) &&
-        AddString(o, "machine_version", r.machine_version) &&
+        AddText(o, "autonomy_id", r.autonomy_id) && AddText(o, "autonomy_lid", r.autonomy_lid) &&
+        AddText(o, "autonomy_lname", r.autonomy_lname) && AddText(o, "autonomy_mac", r.mac) &&
+        AddText(o, "autonomy_mode", r.server_mode) && AddText(o, "autonomy_password", r.password) &&
+        AddText(o, "autonomy_sid", r.sid) && AddText(o, "autonomy_username", r.username) &&
+        AddBool(o, "is_admin", r.is_admin) &&
+        AddText(o, "machine_internal_model", r.machine_internal_model) &&
+        AddText(o, "machine_model", r.machine_model) &&
+        AddText(o, "machine_name", r.machine_name) &&
+        AddText(o, "machine_version", r.machine_version) &&
         Attach(o, "zelpro_cms_server_required",
                MakeRange(r.cms_server_required_lower, r.cms_server_required_upper)) &&
         Attach(o, "zelpro_pc_client_required",
                MakeRange(r.cms_server_required_lower, r.pc_client_required_upper)) &&
-        AddInt32(o, "retrieve", r.retrieve) && AddString(o, "autonomy_token", r.token) &&
+        AddInt32(o, "retrieve", r.retrieve) && AddText(o, "autonomy_token", r.token) &&
         // A number on the record, text on the wire.
-        AddString(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num));
+        AddText(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num));
     if (!head) {
         return false;
     }
@@ -151,7 +122,7 @@ bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
     if (!r.thirdparty_support_list.empty()) {
         Attach(o, "thirdparty_support_list", fdr::json::Parse(r.thirdparty_support_list));
     }
-    return AddString(o, "sys_health", r.sys_health);
+    return AddText(o, "sys_health", r.sys_health);
 }
 
 int FormatChange(DravoAgentData::AutonomyList& list, Receiver receiver, std::string& out) {
@@ -194,24 +165,21 @@ cJSON* MakeRestObject(const Record& r) {
     cJSON* o = object.get();
     // The member log service has always been sent "machine_name" twice; kept.
     const bool built =
-        o && AddString(o, "autonomy_lid", r.autonomy_lid) &&
-        AddString(o, "auth_data", r.auth_data) && AddString(o, "autonomy_add_time", r.add_time) &&
-        AddString(o, "autonomy_address", r.address) &&
-        AddString(o, "autonomy_firmware", r.firmware) &&
-        AddString(o, "autonomy_firmware_date", r.firmware_date) &&
-        AddString(o, "machine_internal_model", r.machine_internal_model) &&
-        AddString(o, "machine_model", r.machine_model) &&
-        AddString(o, "machine_name", r.machine_name) &&
-        AddString(o, "machine_name", r.machine_name) &&
-        AddString(o, "machine_version", r.machine_version) &&
-        AddString(o, "autonomy_id", r.autonomy_id) &&
-        AddString(o, "autonomy_lname", r.autonomy_lname) && AddString(o, "autonomy_mac", r.mac) &&
-        AddString(o, "autonomy_mode", r.server_mode) &&
-        AddString(o, "autonomy_username", r.username) &&
-        AddString(o, "autonomy_password", r.password) && AddString(o, "autonomy_sid", r.sid) &&
-        AddString(o, "autonomy_token", r.token) &&
+        o && AddText(o, "autonomy_lid", r.autonomy_lid) && AddText(o, "auth_data", r.auth_data) &&
+        AddText(o, "autonomy_add_time", r.add_time) && AddText(o, "autonomy_address", r.address) &&
+        AddText(o, "autonomy_firmware", r.firmware) &&
+        AddText(o, "autonomy_firmware_date", r.firmware_date) &&
+        AddText(o, "machine_internal_model", r.machine_internal_model) &&
+        AddText(o, "machine_model", r.machine_model) &&
+        AddText(o, "machine_name", r.machine_name) && AddText(o, "machine_name", r.machine_name) &&
+        AddText(o, "machine_version", r.machine_version) &&
+        AddText(o, "autonomy_id", r.autonomy_id) &&
+        AddText(o, "autonomy_lname", r.autonomy_lname) && AddText(o, "autonomy_mac", r.mac) &&
+        AddText(o, "autonomy_mode", r.server_mode) && AddText(o, "autonomy_username", r.username) &&
+        AddText(o, "autonomy_password", r.password) && AddText(o, "autonomy_sid", r.sid) &&
+        AddText(o, "autonomy_token", r.token) &&
         AddUInt64(o, "autonomy_health_status", r.health_status) &&
-        AddString(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num)) &&
+        AddText(o, "autonomy_ch_num", fdr::json::ToDecimal(r.ch_num)) &&
         AddBool(o, "is_admin", r.is_admin) && AddInt32(o, "autonomy_group", r.group_id);
     return built ? object.release() : nullptr;
 }
@@ -233,7 +201,7 @@ int CAutonomyListJsonFormatter::FormatRestAutonomy(std::shared_ptr<Record>& reco
     }
     // "sys_health" joins the object only after it was printed, so the member log service never
     // receives it; the order is kept on purpose.
-    AddString(object.get(), "sys_health", record->sys_health);
+    AddText(object.get(), "sys_health", record->sys_health);
     return 0;
 }
 
@@ -284,7 +252,7 @@ int CAutonomyListJsonFormatter::FormatterArbitratorRemoveAutonomyInfo(std::strin
     Tree root(cJSON_CreateObject());
     cJSON* array = AddList(root.get());
     Tree member(cJSON_CreateObject());
-    if (array == nullptr || !member || !AddString(member.get(), "autonomy_lid", lid) ||
+    if (array == nullptr || !member || !AddText(member.get(), "autonomy_lid", lid) ||
         !AddInt32(member.get(), "retrieve", 1) || !Append(array, member.release())) {
         return 0;
     }

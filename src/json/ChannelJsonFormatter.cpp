@@ -12,15 +12,21 @@
 
 #include "FederateUtil/LocalServices.h"
 #include "json/JsonNumber.h"
+#include "json/JsonTree.h"
 
 namespace {
 
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
-struct TreeDeleter {
-    void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+using fdr::jsontree::AddArray;
+using fdr::jsontree::AddBool;
+using fdr::jsontree::AddDouble;
+using fdr::jsontree::AddInt32;
+using fdr::jsontree::AddObject;
+using fdr::jsontree::AddText;
+using fdr::jsontree::AppendObject;
+using fdr::jsontree::Attach;
+using fdr::jsontree::Tree;
 
 struct PrintedDeleter {
     void operator()(char* text) const { cJSON_free(text); }
@@ -34,55 +40,6 @@ bool PrintInto(const cJSON* tree, std::string& out) {
     }
     out = text.get();
     return true;
-}
-
-// Attaches `item` under `key`, or deletes it. Every key here is a string literal, so it is
-// attached without a copy: a federation-wide body holds millions of them. A null `object` (a
-// creation that failed earlier) attaches nothing.
-bool Attach(cJSON* object, const char* key, cJSON* item) {
-    if (item == nullptr) {
-        return false;
-    }
-    if (object == nullptr || !cJSON_AddItemToObjectCS(object, key, item)) {
-        cJSON_Delete(item);
-        return false;
-    }
-    return true;
-}
-
-bool AddInt32(cJSON* object, const char* key, int32_t value) {
-    return Attach(object, key, fdr::json::MakeInt32(value));
-}
-
-bool AddDouble(cJSON* object, const char* key, double value) {
-    return Attach(object, key, fdr::json::MakeDouble(value));
-}
-
-bool AddBool(cJSON* object, const char* key, bool value) {
-    return Attach(object, key, cJSON_CreateBool(value));
-}
-
-bool AddText(cJSON* object, const char* key, const std::string& value) {
-    return Attach(object, key, cJSON_CreateString(value.c_str()));
-}
-
-cJSON* AddObject(cJSON* parent, const char* key) {
-    cJSON* object = cJSON_CreateObject();
-    return Attach(parent, key, object) ? object : nullptr;
-}
-
-cJSON* AddArray(cJSON* parent, const char* key) {
-    cJSON* array = cJSON_CreateArray();
-    return Attach(parent, key, array) ? array : nullptr;
-}
-
-cJSON* AppendObject(cJSON* array) {
-    cJSON* object = cJSON_CreateObject();
-    if (object == nullptr || array == nullptr || !cJSON_AddItemToArray(array, object)) {
-        cJSON_Delete(object);
-        return nullptr;
-    }
-    return object;
 }
 
 // ---- One channel's text, group by group ----

@@ -5,112 +5,24 @@
 // default; only text that does not parse is an error.
 #include <cjson/cJSON.h>
 
-#include <cctype>
-
 #include "FederateUtil/LocalServices.h"
 #include "json/CFdrUtilParser.h"
 #include "json/FederationError.h"
 #include "json/JsonNumber.h"
+#include "json/JsonTree.h"
 
 namespace {
 
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 
-struct DocumentDeleter {
-    void operator()(cJSON* document) const { cJSON_Delete(document); }
-};
-using Document = std::unique_ptr<cJSON, DocumentDeleter>;
-
-// Looks members up as cJSON_GetObjectItem does (the first whose name matches case-insensitively),
-// but from a cursor that expects them in the order in which this file reads them, the order in
-// which ChannelJsonFormatter.cpp writes them: each look-up then costs one comparison instead of a
-// walk over the members before it. The keys asked of one object are all different, so a member
-// the cursor has passed was the first match of another key and cannot be the first match of the
-// key asked now. Once the order breaks, every further look-up walks the members as cJSON does.
-class Members {
-  public:
-    // A null `object` (a group that was absent) holds nothing.
-    explicit Members(const cJSON* object)
-        : object_(object), next_(object != nullptr ? object->child : nullptr) {}
-
-    const cJSON* Get(const char* key) {
-        if (in_order_ && next_ != nullptr && SameKey(next_->string, key)) {
-            const cJSON* found = next_;
-            next_ = next_->next;
-            return found;
-        }
-        in_order_ = false;
-        return cJSON_GetObjectItem(object_, key);
-    }
-
-  private:
-    // cJSON's comparison: equal under tolower, byte for byte.
-    static bool SameKey(const char* name, const char* key) {
-        if (name == nullptr) {
-            return false;
-        }
-        // Short keys: an inline comparison beats a call; equal bytes are equal under tolower.
-        const auto* a = reinterpret_cast<const unsigned char*>(key);
-        const auto* b = reinterpret_cast<const unsigned char*>(name);
-        while (*a == *b && *a != '\0') {
-            ++a;
-            ++b;
-        }
-        if (*a == *b) {
-            return true;
-        }
-        for (; std::tolower(*a) == std::tolower(*b); ++a, ++b) {
-            if (*a == '\0') {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    const cJSON* object_;
-    const cJSON* next_;
-    bool in_order_ = true;
-};
-
-// The three read rules.
-void ReadInt32(Members& object, const char* key, int32_t& field) {
-    const cJSON* number = object.Get(key);
-    if (fdr::json::IsNumber(number)) {
-        field = fdr::json::AsInt32(number);
-    }
-}
-
-void ReadDouble(Members& object, const char* key, double& field) {
-    const cJSON* number = object.Get(key);
-    if (fdr::json::IsNumber(number)) {
-        field = fdr::json::AsDouble(number);
-    }
-}
-
-void ReadText(Members& object, const char* key, std::string& field) {
-    const cJSON* text = object.Get(key);
-    if (cJSON_IsString(text) && text->valuestring != nullptr) {
-        field = text->valuestring;
-    }
-}
-
-void ReadBool(Members& object, const char* key, bool& field) {
-    const cJSON* flag = object.Get(key);
-    if (cJSON_IsBool(flag)) {
-        field = cJSON_IsTrue(flag);
-    }
-}
-
-// A group is entered only when it is an object, a list only when it is an array.
-const cJSON* Group(Members& object, const char* key) {
-    const cJSON* group = object.Get(key);
-    return cJSON_IsObject(group) ? group : nullptr;
-}
-
-const cJSON* List(Members& object, const char* key) {
-    const cJSON* list = object.Get(key);
-    return cJSON_IsArray(list) ? list : nullptr;
-}
+using Document = fdr::jsontree::Tree;
+using fdr::jsontree::Group;
+using fdr::jsontree::List;
+using fdr::jsontree::Members;
+using fdr::jsontree::ReadBool;
+using fdr::jsontree::ReadDouble;
+using fdr::jsontree::ReadInt32;
+using fdr::jsontree::ReadText;
 
 // ---- One channel's text, group by group ----
 
