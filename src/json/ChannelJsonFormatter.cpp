@@ -403,8 +403,14 @@ unsigned int CChannelInfoJsonFormatter::FormatterAddChannelInfo(
     return 0;
 }
 
-unsigned int CChannelInfoJsonFormatter::FormatterCameraStatusChange(
-    std::string lid, const ChannelStatusObjList& statuses, std::string& out) {
+namespace {
+
+// The arbitrator's bodies for one server: {"autonomy_list":[{"autonomy_lid":lid,<list_key>:[..]}]}.
+// A failed creation before the list leaves `out` untouched (result 0); one inside it ends the
+// list and what was built is printed.
+template <typename Records, typename AddEntry>
+unsigned int FormatServerList(const std::string& lid, const char* list_key, const Records& records,
+                              AddEntry add_entry, std::string& out) {
     Tree root(cJSON_CreateObject());
     if (!root) {
         return 0;
@@ -413,39 +419,29 @@ unsigned int CChannelInfoJsonFormatter::FormatterCameraStatusChange(
     if (server == nullptr || !AddText(server, "autonomy_lid", lid)) {
         return 0;
     }
-    cJSON* list = AddArray(server, "channel_status_list");
+    cJSON* list = AddArray(server, list_key);
     if (list == nullptr) {
         return 0;
     }
-    for (const auto& status : statuses) {
-        if (status && !AddChannelStatus(list, *status)) {
+    for (const auto& record : records) {
+        if (record && !add_entry(list, *record)) {
             break;  // print what was built
         }
     }
-    return PrintInto(root.get(), out) ? 0 : kPrintFailed;
+    return PrintInto(root.get(), out) ? 0 : CChannelInfoJsonFormatter::kPrintFailed;
+}
+
+}  // namespace
+
+unsigned int CChannelInfoJsonFormatter::FormatterCameraStatusChange(
+    std::string lid, const ChannelStatusObjList& statuses, std::string& out) {
+    return FormatServerList(lid, "channel_status_list", statuses, AddChannelStatus, out);
 }
 
 unsigned int CChannelInfoJsonFormatter::FormatterCameraListChange(const std::string& lid,
                                                                   const ChannelObjList& channels,
                                                                   std::string& out) {
-    Tree root(cJSON_CreateObject());
-    if (!root) {
-        return 0;
-    }
-    cJSON* server = AppendObject(AddArray(root.get(), "autonomy_list"));
-    if (server == nullptr || !AddText(server, "autonomy_lid", lid)) {
-        return 0;
-    }
-    cJSON* list = AddArray(server, "channel_list");
-    if (list == nullptr) {
-        return 0;
-    }
-    for (const auto& channel : channels) {
-        if (channel && !AddChangedChannel(list, *channel)) {
-            break;  // print what was built
-        }
-    }
-    return PrintInto(root.get(), out) ? 0 : kPrintFailed;
+    return FormatServerList(lid, "channel_list", channels, AddChangedChannel, out);
 }
 
 unsigned int CChannelInfoJsonFormatter::FormatterCameraListRefresh(const std::string& lid,
