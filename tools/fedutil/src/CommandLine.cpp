@@ -6,10 +6,10 @@ namespace fedutil {
 
 namespace {
 
-const OptionSpec* Find(const std::vector<OptionSpec>& specs, const std::string& name) {
-    for (const auto& spec : specs) {
-        if (name == spec.name) {
-            return &spec;
+const OptionSpec* Find(const std::vector<OptionSpec>& options_list, const std::string& name) {
+    for (const auto& option : options_list) {
+        if (name == option.name) {
+            return &option;
         }
     }
     return nullptr;
@@ -38,9 +38,10 @@ class Parser {
             }
         }
         if (command_specs_ != nullptr && !line_.help) {
-            for (const auto& spec : *command_specs_) {
-                if (spec.required && !line_.Has(spec.name)) {
-                    throw UsageError(line_.command + " needs " + spec.name + " " + spec.value_name);
+            for (const auto& option : *command_specs_) {
+                if (option.required && !line_.Has(option.name)) {
+                    throw UsageError(line_.command + " needs " + option.name + " " +
+                                     option.value_name);
                 }
             }
         }
@@ -71,15 +72,15 @@ class Parser {
         if (name == "-h") {
             name = "--help";
         }
-        const OptionSpec* spec = Find(GlobalOptions(), name);
-        const bool global = spec != nullptr;
-        if (spec == nullptr && command_specs_ != nullptr) {
-            spec = Find(*command_specs_, name);
+        const OptionSpec* option = Find(GlobalOptions(), name);
+        const bool global = option != nullptr;
+        if (option == nullptr && command_specs_ != nullptr) {
+            option = Find(*command_specs_, name);
         }
-        if (spec == nullptr) {
+        if (option == nullptr) {
             throw UsageError("unknown option " + name + ForCommand());
         }
-        if (spec->value_name == nullptr) {
+        if (option->value_name == nullptr) {
             if (inline_value) {
                 throw UsageError(name + " takes no value");
             }
@@ -88,12 +89,12 @@ class Parser {
         }
         if (!inline_value) {
             if (index_ + 1 >= args_.size()) {
-                throw UsageError(name + " needs a value (" + spec->value_name + ")");
+                throw UsageError(name + " needs a value (" + option->value_name + ")");
             }
             value = args_[++index_];
         }
         if (value.empty()) {
-            throw UsageError(name + " needs a non-empty value (" + spec->value_name + ")");
+            throw UsageError(name + " needs a non-empty value (" + option->value_name + ")");
         }
         SetValue(name, value, global);
     }

@@ -164,7 +164,7 @@ OperationSpec Token(const char* name, const char* summary, bool refresh) {
 
 std::vector<OperationSpec> BuildOperations() {
     std::vector<OperationSpec> operations;
-    auto add = [&operations](OperationSpec spec) { operations.push_back(std::move(spec)); };
+    auto add = [&operations](OperationSpec option) { operations.push_back(std::move(option)); };
 
     add(MemberNotice("NotifyLogAddAutonomy", "Reports member servers added",
                      "POST /logs/autonomyList to the member log service (10250)", kRequestCode,
