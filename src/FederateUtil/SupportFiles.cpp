@@ -46,7 +46,7 @@ std::string Print(const Tree& root) {
     return std::string(text.get());
 }
 
-void WriteFisheyeSize(cJSON* size, const Info::FisheyeSizeObj& s) {
+void WriteSize(cJSON* size, const Info::FisheyeSizeObj& s) {
     AddInt32(size, "w", s.w);
     AddInt32(size, "h", s.h);
     AddInt32(size, "v", s.v);
@@ -56,7 +56,7 @@ void WriteFisheyeSize(cJSON* size, const Info::FisheyeSizeObj& s) {
     AddDouble(size, "ratio", s.ratio);
 }
 
-void WriteProjectionSize(cJSON* size, const Info::ProjectionSizeObj& s) {
+void WriteSize(cJSON* size, const Info::ProjectionSizeObj& s) {
     AddInt32(size, "w", s.w);
     AddInt32(size, "h", s.h);
     AddDouble(size, "fov", s.fov);
@@ -72,12 +72,18 @@ void WriteProjectionSize(cJSON* size, const Info::ProjectionSizeObj& s) {
     AddDouble(size, "right_radius_y", s.right_radius_y);
 }
 
-}  // namespace
+// A projection model also names its projection, after its identity.
+void WriteModelExtras(cJSON*, const Info::FisheyeModelObj&) {}
+void WriteModelExtras(cJSON* model_item, const Info::ProjectionModelObj& model) {
+    AddText(model_item, "projection", model.projection);
+}
 
-std::string CFederateUtil::FormatFisyeyeSupportFile(DravoAgentData::DravoServerInfo& info) {
+// Both catalogues: brands, their models, each model's sizes, under `table_key`.
+template <typename BrandList>
+std::string FormatCatalogue(const char* table_key, const BrandList& brand_list) {
     const Tree root = NewRoot();
-    cJSON* brands = AddArray(root.get(), "FishEyeParameterTable");
-    for (const auto& brand : info.fisheye_brand_list) {
+    cJSON* brands = AddArray(root.get(), table_key);
+    for (const auto& brand : brand_list) {
         if (!brand) {
             continue;
         }
@@ -89,36 +95,22 @@ std::string CFederateUtil::FormatFisyeyeSupportFile(DravoAgentData::DravoServerI
             cJSON* model_item = AppendObject(models);
             AddText(model_item, "model_name", model.model_name);
             AddText(model_item, "model_id", model.model_id);
+            WriteModelExtras(model_item, model);
             cJSON* sizes = AddArray(model_item, "size_list");
             for (const auto& size : model.size_list) {
-                WriteFisheyeSize(AppendObject(sizes), size);
+                WriteSize(AppendObject(sizes), size);
             }
         }
     }
     return Print(root);
 }
 
+}  // namespace
+
+std::string CFederateUtil::FormatFisyeyeSupportFile(DravoAgentData::DravoServerInfo& info) {
+    return FormatCatalogue("FishEyeParameterTable", info.fisheye_brand_list);
+}
+
 std::string CFederateUtil::FormatProjectionSupportFile(DravoAgentData::DravoServerInfo& info) {
-    const Tree root = NewRoot();
-    cJSON* brands = AddArray(root.get(), "ProjectionTable");
-    for (const auto& brand : info.projection_brand_list) {
-        if (!brand) {
-            continue;
-        }
-        cJSON* brand_item = AppendObject(brands);
-        AddText(brand_item, "brand_name", brand->brand_name);
-        AddText(brand_item, "brand_id", brand->brand_id);
-        cJSON* models = AddArray(brand_item, "model_list");
-        for (const auto& model : brand->model_list) {
-            cJSON* model_item = AppendObject(models);
-            AddText(model_item, "model_name", model.model_name);
-            AddText(model_item, "model_id", model.model_id);
-            AddText(model_item, "projection", model.projection);
-            cJSON* sizes = AddArray(model_item, "size_list");
-            for (const auto& size : model.size_list) {
-                WriteProjectionSize(AppendObject(sizes), size);
-            }
-        }
-    }
-    return Print(root);
+    return FormatCatalogue("ProjectionTable", info.projection_brand_list);
 }
