@@ -126,6 +126,23 @@ int StopWhenAborted(void* clientp, curl_off_t, curl_off_t, curl_off_t, curl_off_
     return connection != nullptr && connection->IsAbort() ? 1 : 0;
 }
 
+// The request's URL: the base URL, the path, and "?" with the query when there is one.
+std::string RequestUrl(const std::string& base, const std::string& path, const std::string& query) {
+    std::string url = base + path;
+    if (!query.empty()) {
+        url += "?" + query;
+    }
+    return url;
+}
+
+// Basic authentication only when the caller gives credentials.
+void SetBasicAuthentication(CURL* curl, const std::string& userpwd) {
+    if (!userpwd.empty()) {
+        curl_easy_setopt(curl, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
+        curl_easy_setopt(curl, CURLOPT_USERPWD, userpwd.c_str());
+    }
+}
+
 void InstallCallbacks(CURL* curl, CRestConnectInfo* connection, int* socket) {
     if (LibcurlConnects()) {
         // The request trace is attached per request (AttachTrace).
@@ -388,10 +405,7 @@ int CRestConnectInfo::DoRequestGetText(const std::string& path, const std::strin
                                        const std::string& query, const std::string& userpwd,
                                        const std::string& useragent, std::string& response) {
     m_strResponse.clear();
-    std::string url = m_strBaseUrl + path;
-    if (!query.empty()) {
-        url += "?" + query;
-    }
+    const std::string url = RequestUrl(m_strBaseUrl, path, query);
     curl_slist* headers = curl_slist_append(nullptr, header.c_str());
     if (headers == nullptr) {
         return -5;
@@ -406,10 +420,7 @@ int CRestConnectInfo::DoRequestGetText(const std::string& path, const std::strin
     curl_easy_setopt(m_pCurl, CURLOPT_URL, url.c_str());
     curl_easy_setopt(m_pCurl, CURLOPT_HTTPGET, 1L);
     curl_easy_setopt(m_pCurl, CURLOPT_ERRORBUFFER, error_text);
-    if (!userpwd.empty()) {
-        curl_easy_setopt(m_pCurl, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
-        curl_easy_setopt(m_pCurl, CURLOPT_USERPWD, userpwd.c_str());
-    }
+    SetBasicAuthentication(m_pCurl, userpwd);
     if (!useragent.empty()) {
         curl_easy_setopt(m_pCurl, CURLOPT_USERAGENT, useragent.c_str());
     }
@@ -438,10 +449,7 @@ int CRestConnectInfo::DoRequestPostText(const std::string& path, const std::stri
                                         const std::string& query, const std::string& userpwd,
                                         const std::string& body, std::string& response) {
     m_strResponse.clear();
-    std::string url = m_strBaseUrl + path;
-    if (!query.empty()) {
-        url += "?" + query;
-    }
+    const std::string url = RequestUrl(m_strBaseUrl, path, query);
     curl_slist* headers = curl_slist_append(nullptr, header.c_str());
     if (headers == nullptr) {
         return -5;
@@ -454,10 +462,7 @@ int CRestConnectInfo::DoRequestPostText(const std::string& path, const std::stri
     curl_easy_setopt(m_pCurl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
     curl_easy_setopt(m_pCurl, CURLOPT_POSTFIELDS, body.c_str());
     curl_easy_setopt(m_pCurl, CURLOPT_URL, url.c_str());
-    if (!userpwd.empty()) {
-        curl_easy_setopt(m_pCurl, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
-        curl_easy_setopt(m_pCurl, CURLOPT_USERPWD, userpwd.c_str());
-    }
+    SetBasicAuthentication(m_pCurl, userpwd);
 
     RequestTrace trace{this,        m_pSocket != nullptr ? *m_pSocket : -1,
                        m_pAddrInfo, m_uPort,
