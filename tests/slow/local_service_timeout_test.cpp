@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "support/LocalServices.h"
 
 namespace {

@@ -1,10 +1,7 @@
-// Every local service the library talks to, and the one way it talks to them.
+// The local services on 127.0.0.1 that the library calls: their ports, methods, paths and
+// time-outs. Plain constants with no dependencies, so that every layer and the tools read the same
+// facts.
 #pragma once
-
-#include <string>
-
-#include "platform/host_utils.h"
-#include "platform/kfen_client.h"
 
 namespace fdr {
 
@@ -61,24 +58,4 @@ inline constexpr LocalEndpoint kLogDeleteList        {M::Post, kMemberLogPort,  
 // clang-format on
 }  // namespace endpoint
 
-// Log files and their size cap.
-inline constexpr char kCenterLogPath[] = "/Kdbglog/.fdr_center_log/.center.log";
-inline constexpr char kAggregatorLogPath[] = "/Kdbglog/.fdr_center_log/.aggregator.log";
-inline constexpr long kLogSizeCap = 10485760;
-
-// Makes the endpoint's one request with the fixed conventions: host 127.0.0.1, the endpoint's
-// time-out, the trailing arguments false, false, 0, null, and a copy of `body` (ignored by GET).
-// `query` is used by GET and POST-with-query; null means no parameters. Returns the client's code.
-int CallLocalService(const LocalEndpoint& endpoint, std::string& response,
-                     const std::string& body = std::string(), query_object* query = nullptr);
-
-// The three ways of reporting a failed request.
-// Console: "\r[error]n_ret=%d\n" on standard output.
-void ReportErrorToConsole(int n_ret);
-// Centre debug line: "[src/FederateUtil:<operation>](<line>) [error] n_ret=<n_ret>".
-void ReportErrorToCenterDebug(const char* operation, int line, int n_ret);
-
 }  // namespace fdr
-
-// Centre log line; a macro so that the compiler still checks the format against its arguments.
-#define FDR_CENTER_LOG(...) log_File_Debug_s(::fdr::kCenterLogPath, ::fdr::kLogSizeCap, __VA_ARGS__)
