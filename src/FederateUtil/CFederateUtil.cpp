@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <string>
 
 #include "FederateUtil/LocalServiceCall.h"
 #include "FederateUtil/NotifyLocks.h"
@@ -18,7 +19,8 @@ CFederateUtil::CFederateUtil() {
     std::call_once(resolved, [] {
         // A numeric address resolves without a listener; on failure the token operations hand
         // the null address on and their connection set-up refuses it.
-        getaddrinfo(fdr::kLocalHost, fdr::kTokenServicePortText, nullptr, &m_pAddrInfo);
+        const std::string port = std::to_string(fdr::kTokenServicePort);
+        getaddrinfo(fdr::kLocalHost, port.c_str(), nullptr, &m_pAddrInfo);
     });
 }
 

@@ -1,11 +1,19 @@
 // The local services on 127.0.0.1 that the library calls: their ports, methods, paths and
-// time-outs. Plain constants with no dependencies, so that every layer and the tools read the same
-// facts.
+// time-outs, and the result codes that operations return with their meanings. Plain constants,
+// so that every layer of the library and the tools (help, demo, result printing, the simulator's
+// routes) read the same facts.
 #pragma once
+
+#include "platform/kfen_client.h"
 
 namespace fdr {
 
 enum class HttpMethod { Get, Post, PostWithQuery, Put };
+
+// The method as it goes on the wire.
+constexpr const char* MethodName(HttpMethod method) {
+    return method == HttpMethod::Get ? "GET" : method == HttpMethod::Put ? "PUT" : "POST";
+}
 
 // One endpoint of a local service on 127.0.0.1.
 struct LocalEndpoint {
@@ -29,8 +37,39 @@ inline constexpr int kFederationWritePort = 10240;  // federation service: write
 inline constexpr int kFederationReadPort = 10241;   // federation service: channel and config reads
 inline constexpr int kMemberLogPort = 10250;        // member log service
 
-inline constexpr char kTokenServicePortText[] = "10229";
 inline constexpr char kTokenPath[] = "/token";
+
+enum class ServiceId {
+    VideoManagement,
+    ModeArbitration,
+    Arbitrator,
+    Token,
+    Aggregator,
+    FederationWrites,
+    FederationReads,
+    MemberLog,
+};
+
+struct LocalService {
+    ServiceId id;
+    int port;
+    const char* key;   // short name for command lines, consoles and transcripts
+    const char* name;  // what people call it
+};
+
+// Every local service, in port order.
+// clang-format off
+inline constexpr LocalService kLocalServices[] = {
+    {ServiceId::VideoManagement,  kDravoServicePort,    "video-management", "central video-management service"},
+    {ServiceId::ModeArbitration,  kApplyAutonomiesPort, "mode-arbitration", "autonomy-mode arbitration"},
+    {ServiceId::Arbitrator,       kArbitratorPort,      "arbitrator",       "arbitrator"},
+    {ServiceId::Token,            kTokenServicePort,    "token",            "token service"},
+    {ServiceId::Aggregator,       kAggregatorPort,      "aggregator",       "aggregator"},
+    {ServiceId::FederationWrites, kFederationWritePort, "federation",       "federation service"},
+    {ServiceId::FederationReads,  kFederationReadPort,  "federation-reads", "federation service (reads)"},
+    {ServiceId::MemberLog,        kMemberLogPort,       "member-log",       "member log service"},
+};
+// clang-format on
 
 namespace endpoint {
 using M = HttpMethod;
@@ -57,5 +96,62 @@ inline constexpr LocalEndpoint kLogUpdateList        {M::Post, kMemberLogPort,  
 inline constexpr LocalEndpoint kLogDeleteList        {M::Post, kMemberLogPort,       "/logs/deleteList", T};
 // clang-format on
 }  // namespace endpoint
+
+// Result codes besides 0 (success) and the federation service's own "err_code", which is passed
+// through unchanged.
+namespace result {
+// The parsers of the services' answers.
+inline constexpr unsigned int kAnswerNotJson = 0xD3020100;     // or no "autonomy_list"
+inline constexpr unsigned int kTokenError = 0xD3020200;        // the answer carried "error"
+inline constexpr unsigned int kTokenNotJson = 0xD3020201;      // no text, or not JSON
+inline constexpr unsigned int kSettingError = 0xD3020300;      // non-zero "err_code"
+inline constexpr unsigned int kSettingNotJson = 0xD3020301;    // no text, or not JSON
+inline constexpr unsigned int kChannelListError = 0xD3020400;  // bad text, list or "data"
+}  // namespace result
+
+struct ResultMeaning {
+    unsigned int code;
+    const char* meaning;
+};
+
+// clang-format off
+inline constexpr ResultMeaning kParserResults[] = {
+    {result::kAnswerNotJson,     "the answer is not JSON or has no autonomy_list"},
+    {result::kTokenError,        "the token service answered with an error"},
+    {result::kTokenNotJson,      "the token answer is not JSON"},
+    {result::kSettingError,      "the service setting answer carries a non-zero err_code"},
+    {result::kSettingNotJson,    "the service setting answer is not JSON"},
+    {result::kChannelListError,  "the channel list is not usable (not JSON, no channel_list, or bad data)"},
+};
+
+// The local client's codes, passed back unchanged by the operations that return a request's code.
+inline constexpr ResultMeaning kLocalClientResults[] = {
+    {KFEN_ERR_ARGUMENT,    "local client: bad arguments"},
+    {KFEN_ERR_SETUP,       "local client: the request could not be prepared"},
+    {KFEN_ERR_TRANSPORT,   "local client: transport failure (refused, reset or timed out)"},
+    {KFEN_ERR_HTTP_STATUS, "local client: the service answered with a non-2xx status"},
+};
+// clang-format on
+
+// The meaning of `code` in `table`, or null.
+template <typename Table>
+constexpr const char* MeaningOf(const Table& table, unsigned int code) {
+    for (const ResultMeaning& entry : table) {
+        if (entry.code == code) {
+            return entry.meaning;
+        }
+    }
+    return nullptr;
+}
+
+// The service on `port`, or null.
+constexpr const LocalService* ServiceOnPort(int port) {
+    for (const LocalService& service : kLocalServices) {
+        if (service.port == port) {
+            return &service;
+        }
+    }
+    return nullptr;
+}
 
 }  // namespace fdr

@@ -20,6 +20,7 @@
 #include "SimulatorProcess.h"
 #include "TextTable.h"
 #include "Transcript.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
 
@@ -726,9 +727,9 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     std::unique_ptr<SimulatorProcess> simulator;
     std::string simulator_text;
     if (FederationServiceAnswers()) {
-        simulator_text =
-            "already running on 127.0.0.1:10240; steps are judged by their "
-            "results alone (no transcript)";
+        simulator_text = std::string("already running on ") + fdr::kLocalHost + ":" +
+                         std::to_string(fdr::kFederationWritePort) +
+                         "; steps are judged by their results alone (no transcript)";
     } else {
         const std::string program = FindSimulator(line.ValueOr("--sim", ""));
         simulator = SimulatorProcess::Start(program, folder, ready_timeout);
