@@ -11,6 +11,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -125,6 +126,13 @@ long ResidentKb() {
         }
     }
     return -1;
+}
+
+// Bytes the allocator has handed out and not got back, over all threads' heaps: unlike the
+// resident set, it does not move with how the heaps are laid out in pages.
+long HeapInUse() {
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<long>(info.uordblks + info.hblkhd);
 }
 
 // Open descriptors of this process, not counting the one that lists them.
@@ -327,6 +335,7 @@ int main(int argc, char** argv) {
     // heaps) is not what a long run must leave unchanged.
     InThreads(options.threads, [&] { Round(*federation, want, tally); });
     const long rss_start = ResidentKb();
+    const long heap_start = HeapInUse();
     const int fds_start = OpenDescriptors();
     const long calls_start = tally.Sum(tally.calls);
 
@@ -360,6 +369,7 @@ int main(int argc, char** argv) {
     }
     const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
     const long rss_end = ResidentKb();
+    const long heap_end = HeapInUse();
     const int fds_end = OpenDescriptors();
     services.Stop();
 
@@ -369,6 +379,8 @@ int main(int argc, char** argv) {
                  options.threads, elapsed, static_cast<double>(calls) / std::max(elapsed, 1e-9));
     std::fprintf(report, "resident memory: %ld kB at the start, %ld kB at the end (%+ld kB)\n",
                  rss_start, rss_end, rss_end - rss_start);
+    std::fprintf(report, "heap in use: %ld bytes at the start, %ld bytes at the end (%+ld bytes)\n",
+                 heap_start, heap_end, heap_end - heap_start);
     std::fprintf(report, "open descriptors: %d at the start, %d at the end\n", fds_start, fds_end);
     std::fprintf(report, "failures:");
     for (int op = 0; op < kOperations; ++op) {
