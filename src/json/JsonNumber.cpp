@@ -22,6 +22,16 @@ struct Integer {
         return negative ? magnitude <= kInt32Magnitude : magnitude < kInt32Magnitude;
     }
     uint64_t Bits() const { return negative ? 0 - magnitude : magnitude; }
+    // Appends a decimal digit to the magnitude; false when it would leave 64 bits.
+    bool AppendDigit(uint64_t digit) {
+        if (magnitude > (UINT64_MAX - digit) / 10) {
+            return false;
+        }
+        magnitude = magnitude * 10 + digit;
+        return true;
+    }
+    // Within [-2^63, 2^64-1].
+    bool InRange() const { return !negative || magnitude <= kInt64Magnitude; }
     double ToDouble() const {
         const double d = static_cast<double>(magnitude);
         return negative ? -d : d;
@@ -44,16 +54,11 @@ bool DecodeCanonical(const char* begin, const char* end, Integer* out) {
         return false;
     }
     for (; p < end; ++p) {
-        if (!IsDigit(*p)) {
+        if (!IsDigit(*p) || !value.AppendDigit(static_cast<uint64_t>(*p - '0'))) {
             return false;
         }
-        const uint64_t digit = static_cast<uint64_t>(*p - '0');
-        if (value.magnitude > (UINT64_MAX - digit) / 10) {
-            return false;
-        }
-        value.magnitude = value.magnitude * 10 + digit;
     }
-    if (value.negative && value.magnitude > kInt64Magnitude) {
+    if (!value.InRange()) {
         return false;
     }
     *out = value;
@@ -172,13 +177,11 @@ bool DecodeWhole(const char* begin, const char* end, Integer* out) {
         return false;
     }
     for (size_t i = 0; i < count + static_cast<size_t>(exponent); ++i) {
-        const uint64_t digit = i < count ? static_cast<uint64_t>(digits[i] - '0') : 0;
-        if (value.magnitude > (UINT64_MAX - digit) / 10) {
+        if (!value.AppendDigit(i < count ? static_cast<uint64_t>(digits[i] - '0') : 0)) {
             return false;
         }
-        value.magnitude = value.magnitude * 10 + digit;
     }
-    if (value.negative && value.magnitude > kInt64Magnitude) {
+    if (!value.InRange()) {
         return false;
     }
     *out = value;
