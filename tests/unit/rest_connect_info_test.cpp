@@ -77,15 +77,18 @@ struct BarePort {
         }
         close(fd);
     }
-    // Takes the next connection and keeps it open, unanswered; false when none came.
+    // Takes the next connection once its request has begun to arrive, and keeps it open,
+    // unanswered; false when none came. (A connection the kernel accepted may not yet be one the
+    // client has noticed, and an abort then ends it before anything was sent.)
     bool AcceptOne() {
-        pollfd ready{fd, POLLIN, 0};
         const auto limit = std::chrono::milliseconds(fdrtest::kEventuallyLimit);
+        pollfd ready{fd, POLLIN, 0};
         if (poll(&ready, 1, static_cast<int>(limit.count())) != 1) {
             return false;
         }
         accepted.push_back(accept(fd, nullptr, nullptr));
-        return accepted.back() >= 0;
+        pollfd request{accepted.back(), POLLIN, 0};
+        return accepted.back() >= 0 && poll(&request, 1, static_cast<int>(limit.count())) == 1;
     }
     std::vector<int> accepted;
 };
@@ -196,7 +199,7 @@ TEST(RestConnectRequest, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
         std::string response;
         std::thread request(
             [&] { result = get ? connection.Get("/", response) : connection.Post("/", response); });
-        EXPECT_TRUE(stalled.AcceptOne());  // the request is under way
+        EXPECT_TRUE(stalled.AcceptOne());  // the request is on its way
         const auto aborted = std::chrono::steady_clock::now();
         connection.rest->AbortConnection(true);
         request.join();
