@@ -74,7 +74,7 @@ inline bool IsExact(const cJSON* item) {
 }
 
 // Compares the exact-number tree `ours` with plain cJSON's tree `theirs` of the same text:
-// the same shape and keys, exact nodes only where cJSON has an integer literal outside the int32
+// the same shape and keys, exact nodes only where cJSON has a whole number outside the int32
 // range, and every number readable through every reader with the value cJSON read. Also counts
 // the exact nodes.
 inline Verdict CompareTrees(const cJSON* ours, const cJSON* theirs, size_t* exact_nodes) {
@@ -137,23 +137,34 @@ inline Verdict CompareTrees(const cJSON* ours, const cJSON* theirs, size_t* exac
 }
 
 // The formatted or unformatted print of `document`, and that the print reads back through
-// fdr::json::Parse and prints again to the same text (no digit or member lost).
+// fdr::json::Parse and prints again to the same text (no digit or member lost). One exception:
+// a double just beyond 64 bits that cJSON prints as a whole value within them (-2^63 - 1 prints
+// as "-9.2233720368547758e+18") reads back as that exact integer; the text is stable after that.
 inline Verdict PrintRoundTrip(const cJSON* document, bool formatted, std::string* text) {
-    const Printed printed(formatted ? cJSON_Print(document) : cJSON_PrintUnformatted(document));
+    const auto print = [formatted](const cJSON* item) {
+        return Printed(formatted ? cJSON_Print(item) : cJSON_PrintUnformatted(item));
+    };
+    const Printed printed = print(document);
     if (!printed) {
         return "the document does not print";
     }
-    const Document again(fdr::json::Parse(printed.get()));
-    if (!again) {
-        return "the printed text does not parse";
+    std::string previous = printed.get();
+    for (int round = 0; round < 2; ++round) {
+        const Document again(fdr::json::Parse(previous.c_str()));
+        if (!again) {
+            return "the printed text does not parse";
+        }
+        const Printed reprinted = print(again.get());
+        if (!reprinted) {
+            return "the printed text does not print again";
+        }
+        if (previous == reprinted.get()) {
+            *text = printed.get();
+            return {};
+        }
+        previous = reprinted.get();
     }
-    const Printed reprinted(formatted ? cJSON_Print(again.get())
-                                      : cJSON_PrintUnformatted(again.get()));
-    if (!reprinted || std::strcmp(printed.get(), reprinted.get()) != 0) {
-        return "the printed text changes on a second round trip";
-    }
-    *text = printed.get();
-    return {};
+    return "the printed text changes on every round trip";
 }
 
 // The makers with an arbitrary 64-bit pattern: each reads back, and prints and parses back, as
@@ -193,6 +204,78 @@ inline Verdict CheckMakers(uint64_t bits) {
     (void)fdr::json::AsUInt64(number.get());
     (void)fdr::json::AsInt32(number.get());
     (void)fdr::json::AsUInt32(number.get());
+    return {};
+}
+
+// `decimal` (an integer's canonical decimal) written in another form that keeps its value:
+// the point moved left by `shift` places and made good by an exponent, `zeros` more zeros after
+// the point or (with `scaled`) before an exponent that takes them back, as in "1.2e1" or
+// "1200e-2".
+inline std::string WrittenForm(const std::string& decimal, unsigned shift, unsigned zeros,
+                               bool scaled, bool upper, bool plus) {
+    const bool negative = decimal[0] == '-';
+    std::string digits = decimal.substr(negative ? 1 : 0);
+    long exponent = 0;
+    if (scaled) {
+        digits.append(zeros, '0');
+        exponent -= static_cast<long>(zeros);
+    }
+    std::string mantissa;
+    if (shift >= digits.size()) {
+        mantissa = "0." + std::string(shift - digits.size(), '0') + digits;
+    } else if (shift > 0) {
+        mantissa =
+            digits.substr(0, digits.size() - shift) + "." + digits.substr(digits.size() - shift);
+    } else {
+        mantissa = digits;
+    }
+    exponent += static_cast<long>(shift);
+    if (!scaled && zeros > 0) {
+        mantissa += (shift == 0 ? "." : "") + std::string(zeros, '0');
+    }
+    std::string text = (negative ? "-" : "") + mantissa;
+    if (exponent != 0) {
+        text += upper ? "E" : "e";
+        text += exponent > 0 ? (plus ? "+" : "") : "-";
+        text += std::to_string(exponent > 0 ? exponent : -exponent);
+    }
+    return text;
+}
+
+// Any whole value up to 64 bits, in any written form, parses to a number that prints as its
+// exact integer, alone or inside a document; a whole double made into a number prints so too.
+inline Verdict CheckWholeForms(uint64_t bits, uint8_t form) {
+    const auto signed_bits = static_cast<int64_t>(bits);
+    const unsigned shift = form % 23;  // with 20 digits, still within cJSON's 63-char literals
+    const unsigned zeros = (form / 23) % 8;
+    const bool scaled = (form & 0x40) != 0, upper = (form & 0x20) != 0, plus = (form & 0x80) != 0;
+    for (const std::string& decimal :
+         {fdr::json::ToDecimal(bits), fdr::json::ToDecimal(signed_bits),
+          fdr::json::ToDecimal(static_cast<int32_t>(bits))}) {
+        const std::string written = WrittenForm(decimal, shift, zeros, scaled, upper, plus);
+        for (const std::string& text : {written, "[" + written + ",1]"}) {
+            const Document parsed(fdr::json::Parse(text));
+            const Printed printed(parsed ? cJSON_PrintUnformatted(parsed.get()) : nullptr);
+            const std::string expected = text[0] == '[' ? "[" + decimal + ",1]" : decimal;
+            if (!printed || expected != printed.get()) {
+                return text + " prints as " + (printed ? printed.get() : "nothing") + ", not " +
+                       expected;
+            }
+        }
+    }
+    for (const double whole : {static_cast<double>(bits), static_cast<double>(signed_bits)}) {
+        if (whole >= 18446744073709551616.0) {
+            continue;  // beyond 64 bits: cJSON's own printing
+        }
+        const std::string decimal = whole < 0 ? fdr::json::ToDecimal(static_cast<int64_t>(whole))
+                                              : fdr::json::ToDecimal(static_cast<uint64_t>(whole));
+        const Document made(fdr::json::MakeDouble(whole));
+        const Printed printed(cJSON_PrintUnformatted(made.get()));
+        if (!printed || decimal != printed.get()) {
+            return "the whole double " + decimal + " prints as " +
+                   (printed ? printed.get() : "nothing");
+        }
+    }
     return {};
 }
 
@@ -374,15 +457,18 @@ inline Verdict DravoData(const uint8_t* data, size_t size) {
 // The exact-number module against plain cJSON: Parse accepts what cJSON accepts, with the same
 // tree except for exact nodes; every number reads consistently through every reader; the print
 // reads back to itself and equals cJSON's print when no exact node is involved. The first eight
-// bytes also drive the makers.
+// bytes also drive the makers, and with the ninth the whole values in other written forms.
 inline Verdict JsonNumber(const uint8_t* data, size_t size) {
     const char* text = reinterpret_cast<const char*>(data);
     if (size >= sizeof(uint64_t)) {
         uint64_t bits = 0;
         std::memcpy(&bits, data, sizeof bits);
-        const Verdict makers = detail::CheckMakers(bits);
-        if (!makers.empty()) {
-            return makers;
+        Verdict verdict = detail::CheckMakers(bits);
+        if (verdict.empty()) {
+            verdict = detail::CheckWholeForms(bits, size > sizeof bits ? data[sizeof bits] : 0);
+        }
+        if (!verdict.empty()) {
+            return verdict;
         }
     }
     const detail::Document ours(fdr::json::Parse(text, size));

@@ -13,6 +13,19 @@
 
 #include "federateutil/Export.h"
 
+// The results of CRestConnectInfo's set-up and requests; 0 is success.
+namespace RestResult {
+constexpr int kInvalidArgument = -1;  // SetConnectionParam: a null user, password, host or address
+constexpr int kNotConnected = -3;     // aborted, or the socket did not connect: nothing was sent
+constexpr int kNoHeaderList = -5;     // the header list could not be made: nothing was sent
+constexpr int kRequestFailed = -6;    // any other failure or HTTP status
+constexpr int kNoSocket = -9;         // SetConnectionParam: the socket could not be created
+constexpr int kNoCurlHandle = -12;    // the curl handle could not be made
+constexpr int kRedirected = -13;      // GET only: an HTTP 3xx answer
+constexpr int kNotFound = -14;        // an HTTP 404 answer
+constexpr int kTimedOut = -15;        // the 30-second limit of the request ran out
+}  // namespace RestResult
+
 class FEDERATEUTIL_API CRestConnectInfo {
   public:
     CRestConnectInfo();
@@ -27,7 +40,9 @@ class FEDERATEUTIL_API CRestConnectInfo {
                            unsigned port, unsigned timing1, unsigned timing2, addrinfo* address);
     // Stores a new port and rebuilds the base URL with it.
     void SetPortInfo(unsigned port);
-    // Connects the object's socket; false when aborted or refused.
+    // Connects the object's socket to the stored address, waiting at most 30 seconds: false when
+    // the object is aborted (before or while connecting), or the connection is refused or not
+    // completed in time; true when connected, or when there is no address or socket.
     bool ConnectSocket();
     bool IsAbort();
     // true: aborts the running and every later request; false: clears the abort. Returns 1.

@@ -22,6 +22,16 @@ struct Integer {
         return negative ? magnitude <= kInt32Magnitude : magnitude < kInt32Magnitude;
     }
     uint64_t Bits() const { return negative ? 0 - magnitude : magnitude; }
+    // Appends a decimal digit to the magnitude; false when it would leave 64 bits.
+    bool AppendDigit(uint64_t digit) {
+        if (magnitude > (UINT64_MAX - digit) / 10) {
+            return false;
+        }
+        magnitude = magnitude * 10 + digit;
+        return true;
+    }
+    // Within [-2^63, 2^64-1].
+    bool InRange() const { return !negative || magnitude <= kInt64Magnitude; }
     double ToDouble() const {
         const double d = static_cast<double>(magnitude);
         return negative ? -d : d;
@@ -44,16 +54,11 @@ bool DecodeCanonical(const char* begin, const char* end, Integer* out) {
         return false;
     }
     for (; p < end; ++p) {
-        if (!IsDigit(*p)) {
+        if (!IsDigit(*p) || !value.AppendDigit(static_cast<uint64_t>(*p - '0'))) {
             return false;
         }
-        const uint64_t digit = static_cast<uint64_t>(*p - '0');
-        if (value.magnitude > (UINT64_MAX - digit) / 10) {
-            return false;
-        }
-        value.magnitude = value.magnitude * 10 + digit;
     }
-    if (value.negative && value.magnitude > kInt64Magnitude) {
+    if (!value.InRange()) {
         return false;
     }
     *out = value;
@@ -75,8 +80,15 @@ bool ExactValue(const cJSON* item, Integer* out) {
     return DecodeCanonical(text, text + length, out);
 }
 
-// An exact node for `value`, whose text is `text` (its canonical decimal, zero-terminated).
-cJSON* MakeExact(const Integer& value, const char* text) {
+// An exact node for `value`, printed as its canonical decimal.
+cJSON* MakeExact(const Integer& value) {
+    char text[kMaxExactText + 1];
+    char* p = text;
+    if (value.negative) {
+        *p++ = '-';
+    }
+    p = std::to_chars(p, text + kMaxExactText, value.magnitude).ptr;
+    *p = '\0';
     cJSON* node = cJSON_CreateRaw(text);
     if (node == nullptr) {
         return nullptr;
@@ -88,15 +100,92 @@ cJSON* MakeExact(const Integer& value, const char* text) {
     return node;
 }
 
-cJSON* MakeExact(const Integer& value) {
-    char text[kMaxExactText + 1];
-    char* p = text;
-    if (value.negative) {
-        *p++ = '-';
+// Longest number literal worth decoding: cJSON reads at most 63 chars of a number, so a longer
+// token never is one number node of a document it accepted.
+constexpr size_t kMaxLiteral = 63;
+
+// Decodes [begin, end) when it is a number literal of strtod's decimal form (sign, digits with
+// an optional point, optional exponent) whose value is whole and within [-2^63, 2^64-1]: "12",
+// "12.0", "1.2e1" and "1200e-2" all give 12. The value comes from the digits alone, never
+// through a double, so 9007199254740993.0 stays 9007199254740993.
+bool DecodeWhole(const char* begin, const char* end, Integer* out) {
+    if (end - begin > static_cast<std::ptrdiff_t>(kMaxLiteral)) {
+        return false;
     }
-    p = std::to_chars(p, text + kMaxExactText, value.magnitude).ptr;
-    *p = '\0';
-    return MakeExact(value, text);
+    Integer value;
+    const char* p = begin;
+    if (p < end && (*p == '-' || *p == '+')) {
+        value.negative = *p == '-';
+        ++p;
+    }
+    // The significant digits without the point, and how far the point moves them.
+    char digits[kMaxLiteral];
+    size_t count = 0;
+    long exponent = 0;
+    bool any_digit = false;
+    for (; p < end && IsDigit(*p); ++p) {
+        any_digit = true;
+        if (count > 0 || *p != '0') {
+            digits[count++] = *p;
+        }
+    }
+    if (p < end && *p == '.') {
+        for (++p; p < end && IsDigit(*p); ++p) {
+            any_digit = true;
+            if (count > 0 || *p != '0') {
+                digits[count++] = *p;
+            }
+            --exponent;
+        }
+    }
+    if (!any_digit) {
+        return false;
+    }
+    if (p < end && (*p == 'e' || *p == 'E')) {
+        ++p;
+        bool negative_exponent = false;
+        if (p < end && (*p == '-' || *p == '+')) {
+            negative_exponent = *p == '-';
+            ++p;
+        }
+        if (p == end) {
+            return false;
+        }
+        long written = 0;
+        for (; p < end && IsDigit(*p); ++p) {
+            written = written * 10 + (*p - '0');
+            if (written > 1000) {
+                written = 1000;  // far beyond any 20-digit integer either way
+            }
+        }
+        exponent += negative_exponent ? -written : written;
+    }
+    if (p != end) {
+        return false;
+    }
+    // Digits below the point must all be zeros.
+    for (; exponent < 0 && count > 0; ++exponent, --count) {
+        if (digits[count - 1] != '0') {
+            return false;
+        }
+    }
+    if (count == 0) {
+        *out = Integer{};  // zero, whatever the sign or the exponent
+        return true;
+    }
+    if (exponent < 0 || count + static_cast<size_t>(exponent) > 20) {
+        return false;
+    }
+    for (size_t i = 0; i < count + static_cast<size_t>(exponent); ++i) {
+        if (!value.AppendDigit(i < count ? static_cast<uint64_t>(digits[i] - '0') : 0)) {
+            return false;
+        }
+    }
+    if (!value.InRange()) {
+        return false;
+    }
+    *out = value;
+    return true;
 }
 
 // Yields the number tokens of a text cJSON parsed, in document order, skipping strings the way
@@ -148,10 +237,10 @@ class NumberTokens {
     const char* end_;
 };
 
-// The literals worth converting; int32 ones are held exactly by cJSON already.
+// The literals worth converting; int32 ones are held and printed exactly by cJSON already.
 bool NeedsExact(const char* begin, const char* end, Integer* value) {
-    // Anything outside the int32 range has at least 10 digits.
-    return end - begin >= 10 && DecodeCanonical(begin, end, value) && !value->InInt32();
+    // Anything outside the int32 range takes at least three chars ("3e9").
+    return end - begin >= 3 && DecodeWhole(begin, end, value) && !value->InInt32();
 }
 
 // True when a number of the tree lies outside the int32 range. Only then can a literal need an
@@ -226,16 +315,12 @@ cJSON* ConvertNumber(cJSON** root, cJSON* parent, cJSON* item, NumberTokens* tok
     if (!NeedsExact(token_begin, token_end, &value)) {
         return item;
     }
-    // cJSON's strtod and the int-to-double conversion both round to nearest, so a token that
-    // belongs to this node must give the very same double.
+    // cJSON's strtod and the int-to-double conversion both round the same whole value to
+    // nearest, so a token that belongs to this node must give the very same double.
     if (item->valuedouble != value.ToDouble()) {
         return nullptr;
     }
-    char text[kMaxExactText + 1];
-    const size_t length = static_cast<size_t>(token_end - token_begin);
-    std::memcpy(text, token_begin, length);
-    text[length] = '\0';
-    cJSON* exact = MakeExact(value, text);
+    cJSON* exact = MakeExact(value);
     if (exact == nullptr) {
         return nullptr;
     }
@@ -344,6 +429,14 @@ cJSON* MakeUInt64(uint64_t value) {
 }
 
 cJSON* MakeDouble(double value) {
+    // A whole double outside the int32 range would print in exponent form, losing digits.
+    if (std::trunc(value) == value && !(value >= -2147483648.0 && value <= 2147483647.0) &&
+        value >= -9223372036854775808.0 && value < 18446744073709551616.0) {
+        Integer exact;
+        exact.negative = value < 0;
+        exact.magnitude = static_cast<uint64_t>(exact.negative ? -value : value);
+        return MakeExact(exact);
+    }
     return cJSON_CreateNumber(value);
 }
 

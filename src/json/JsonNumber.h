@@ -1,9 +1,10 @@
 // Exact whole numbers over cJSON.
 //
-// cJSON keeps every number as a double, so integers beyond 2^53 lose digits and `valueint`
-// saturates at the int32 bounds. Records and pass-through bodies carry 64-bit integers that must
-// survive a parse/print round trip unchanged, so every parser and formatter of this library goes
-// through the functions below instead of reading or creating cJSON numbers directly.
+// cJSON keeps every number as a double, so integers beyond 2^53 lose digits, `valueint`
+// saturates at the int32 bounds, and whole values print in exponent form ("1e+18"). Records and
+// pass-through bodies carry 64-bit integers that must survive a parse/print round trip
+// unchanged, so every parser and formatter of this library goes through the functions below
+// instead of reading or creating cJSON numbers directly.
 //
 // An "exact node" is a cJSON_Raw node whose text is the canonical decimal of an integer
 // (-?(0|[1-9][0-9]*), within [-2^63, 2^64-1]). cJSON prints raw text verbatim, so cJSON_Print and
@@ -11,8 +12,11 @@
 // approximations, but cJSON_IsNumber() is false for it: read numbers only through IsNumber() and
 // the As*() readers, which understand both kinds.
 //
-// Integers inside the int32 range stay plain cJSON numbers (cJSON holds them exactly), as do
-// non-integers and integers beyond [-2^63, 2^64-1]: cJSON's behaviour for those is unchanged.
+// Every whole value within [-2^63, 2^64-1] and outside the int32 range becomes an exact node,
+// whatever form the text wrote it in ("4e15", "1200e-2", "9007199254740993.0"): its value is
+// taken from the literal's digits, never through a double. Whole values inside the int32 range
+// stay plain cJSON numbers (cJSON holds and prints them exactly), as do fractions and values
+// beyond 64 bits: cJSON's behaviour for those is unchanged.
 //
 // The makers have distinct names (no overloads), so an `unsigned`, `long` or `size_t` argument is
 // never silently routed to the wrong width: the caller picks the width.
@@ -30,9 +34,10 @@ namespace fdr {
 namespace json {
 
 // Parses a document like cJSON_ParseWithOpts(text, &end, false) (trailing text after the first
-// value is ignored; nesting deeper than cJSON's limit fails), then turns every canonical integer
-// literal outside the int32 range and within [-2^63, 2^64-1] into an exact node. Returns nullptr
-// when cJSON rejects the text or memory runs out; the caller owns the result (cJSON_Delete).
+// value is ignored; nesting deeper than cJSON's limit fails), then turns every number literal
+// whose value is whole, outside the int32 range and within [-2^63, 2^64-1] into an exact node.
+// Returns nullptr when cJSON rejects the text or memory runs out; the caller owns the result
+// (cJSON_Delete).
 cJSON* Parse(const char* text);
 // The same over `length` bytes that need not be zero-terminated.
 cJSON* Parse(const char* text, size_t length);
@@ -44,7 +49,9 @@ inline cJSON* Parse(const std::string& text) {
 cJSON* MakeInt32(int32_t value);    // a plain cJSON number
 cJSON* MakeInt64(int64_t value);    // plain inside the int32 range, exact outside it
 cJSON* MakeUInt64(uint64_t value);  // plain up to INT32_MAX, exact above it
-cJSON* MakeDouble(double value);    // cJSON_CreateNumber: cJSON's own printing of doubles
+// cJSON_CreateNumber, except that a whole value outside the int32 range and within
+// [-2^63, 2^64-1] is exact (prints as an integer, not in exponent form).
+cJSON* MakeDouble(double value);
 
 // Adders: attach a new number under `key`. False (and nothing leaked or attached) when memory
 // runs out or `object` is null.

@@ -2,14 +2,10 @@
 
 #include "catalogue/ServiceCatalogue.h"
 
-namespace {
-constexpr int kRequestFailed = -6;
-}  // namespace
-
 int CAuthTXRX::call_GetToken(std::shared_ptr<CRestConnectInfo>& connection, const std::string& body,
                              std::string& response) {
     if (!connection) {
-        return kRequestFailed;
+        return RestResult::kRequestFailed;
     }
     const std::string path(fdr::kTokenPath);
     const std::string header;

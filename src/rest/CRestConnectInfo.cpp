@@ -4,35 +4,37 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <optional>
 
 #include "federateutil/RestConnectInfo.h"
 #include "log/CenterLog.h"
+#include "rest/ConnectMode.h"
 
 std::atomic<unsigned int> CRestConnectInfo::m_CGICount{0};
 
 namespace {
 
-// Who connects the object's socket, decided once per process from the libcurl loaded at run
-// time.
-//
 // The object owns its socket so that AbortConnection can end a running request from another
-// thread by shutting the socket down. The plain way is to connect it in ConnectSocket and tell
-// libcurl it is already connected (CURL_SOCKOPT_ALREADY_CONNECTED); libcurl 8.0.0 and later
-// honour that. libcurl 7.88.0 and 7.88.1 (Debian 12's) call connect() on such a socket again and
-// fail every transfer with CURLE_COULDNT_CONNECT. On those two releases libcurl is handed the
-// object's own, still unconnected socket and connects it itself, to the object's stored address.
-// Callers see the same in both modes: the request travels on the object's socket, an aborted
-// object does not connect, and a refused or failed connection gives -3 with nothing sent, no
-// request counted and no request logged.
-enum class ConnectMode { kObjectConnects, kLibcurlConnects };
+// thread by shutting the socket down. The plain way is to connect it itself and tell libcurl it
+// is already connected (CURL_SOCKOPT_ALREADY_CONNECTED); libcurl 8.0.0 and later honour that.
+// libcurl 7.88.0 and 7.88.1 (Debian 12's) call connect() on such a socket again and fail every
+// transfer with CURLE_COULDNT_CONNECT. On those two releases libcurl is handed the object's own,
+// still unconnected socket and connects it itself, to the object's stored address. Callers see
+// the same in both modes: the request travels on the object's socket, an aborted object does not
+// connect, the whole request stays within its 30-second limit, and a connection that is refused
+// or never completes gives -3 with nothing sent, no request counted and no request logged.
+using fdr::rest::ConnectMode;
 
 std::once_flag g_curl_ready;
 ConnectMode g_connect_mode = ConnectMode::kObjectConnects;
+thread_local std::optional<ConnectMode> t_pinned_connect_mode;
 
 void PrepareLibcurl() {
     std::call_once(g_curl_ready, [] {
@@ -46,12 +48,20 @@ void PrepareLibcurl() {
     });
 }
 
-bool LibcurlConnects() {
+ConnectMode ModeInForce() {
     PrepareLibcurl();
-    return g_connect_mode == ConnectMode::kLibcurlConnects;
+    return t_pinned_connect_mode.value_or(g_connect_mode);
+}
+
+bool LibcurlConnects() {
+    return ModeInForce() == ConnectMode::kLibcurlConnects;
 }
 
 constexpr long kTransferTimeoutSeconds = 30;
+// How often a connect in progress looks at the abort flag when nothing else wakes it.
+constexpr int kAbortCheckMilliseconds = 50;
+
+using Clock = std::chrono::steady_clock;
 constexpr char kNoPostFields[] = "";
 
 // What libcurl's callbacks need to know about the one request in flight.
@@ -192,31 +202,77 @@ void CloseSocket(int*& socket_fd) {
     socket_fd = nullptr;
 }
 
-// A blocking connect; an interrupted one is waited for rather than restarted.
-bool ConnectBlocking(int fd, const addrinfo* address) {
+// Connects `fd` to `address` by `deadline` unless `connection` is aborted first: a non-blocking
+// connect and a poll that looks at the flag between short waits. The socket's blocking mode is
+// restored.
+bool ConnectBy(int fd, const addrinfo* address, Clock::time_point deadline,
+               CRestConnectInfo& connection) {
     const int flags = fcntl(fd, F_GETFL);
-    // libcurl leaves the socket non-blocking after a transfer.
-    if (flags >= 0 && (flags & O_NONBLOCK) != 0) {
-        fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
-    }
-    if (connect(fd, address->ai_addr, address->ai_addrlen) == 0) {
-        return true;
-    }
-    if (errno != EINTR) {
+    if (flags < 0 || fcntl(fd, F_SETFL, flags | O_NONBLOCK) < 0) {
         return false;
     }
-    pollfd waiting{fd, POLLOUT, 0};
-    while (poll(&waiting, 1, -1) < 0) {
-        if (errno != EINTR) {
-            return false;
+    bool connected = connect(fd, address->ai_addr, address->ai_addrlen) == 0;
+    // An interrupted connect goes on in the background, like one in progress.
+    bool waiting = !connected && (errno == EINPROGRESS || errno == EINTR);
+    while (waiting && !connection.IsAbort()) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0) {
+            break;
+        }
+        pollfd pending{fd, POLLOUT, 0};
+        const int ready =
+            poll(&pending, 1, static_cast<int>(std::min<long long>(left, kAbortCheckMilliseconds)));
+        if (ready < 0 && errno != EINTR) {
+            break;
+        }
+        if (ready > 0) {
+            int error = 0;
+            socklen_t length = sizeof(error);
+            connected = getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
+            waiting = false;
         }
     }
-    int error = 0;
-    socklen_t length = sizeof(error);
-    return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
+    fcntl(fd, F_SETFL, flags);
+    // An abort that shut the socket down while it was connecting may let poll report it.
+    return connected && !connection.IsAbort();
 }
 
-// Runs the transfer on a socket that ConnectSocket let through. False when the socket never
+// True once libcurl completed the TCP connect of the last transfer (its connect time is set
+// then, to at least one microsecond).
+bool LibcurlConnected(CURL* curl) {
+    curl_off_t connect_time = 0;
+    return curl_easy_getinfo(curl, CURLINFO_CONNECT_TIME_T, &connect_time) == CURLE_OK &&
+           connect_time > 0;
+}
+
+// Readies the object's socket for a request, or connects it for ConnectSocket: false when the
+// object is aborted or the connect fails or runs past `deadline`. Left unconnected when libcurl
+// is to connect it. With no address or socket there is nothing to do.
+bool ConnectOwnSocket(CRestConnectInfo& connection, int fd, const addrinfo* address,
+                      Clock::time_point deadline, bool leave_to_libcurl) {
+    if (connection.IsAbort()) {
+        return false;
+    }
+    if (address == nullptr || fd < 0) {
+        return true;
+    }
+    // The socket may still hold the previous request's connection, or one shut down by an
+    // abort: dissolving it lets the same socket connect again.
+    sockaddr unspecified{};
+    unspecified.sa_family = AF_UNSPEC;
+    connect(fd, &unspecified, sizeof(unspecified));
+    return leave_to_libcurl || ConnectBy(fd, address, deadline, connection);
+}
+
+// The transfer gets what is left of the request's limit after the connect.
+void LimitTransfer(CURL* curl, Clock::time_point deadline) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<long long>(left, 1)));
+}
+
+// Runs the transfer on a socket that ConnectOwnSocket let through. False when the socket never
 // connected, so that nothing was sent.
 bool Perform(CURL* curl, RequestTrace& trace, CURLcode& rc, long& code) {
     if (!LibcurlConnects()) {
@@ -229,14 +285,27 @@ bool Perform(CURL* curl, RequestTrace& trace, CURLcode& rc, long& code) {
     if (trace.sent) {
         return true;
     }
-    // libcurl connected (or failed to connect) the socket itself.
-    if (rc == CURLE_COULDNT_CONNECT) {
+    // libcurl connected the socket itself, or failed to: refused, timed out or aborted while
+    // connecting. A connect that never completed sent nothing.
+    if (!LibcurlConnected(curl)) {
         return false;
     }
     // Connected, but ended before the request went out (a failed TLS handshake, an abort):
     // counted and logged as a connected request is when the object connects it.
     NoteRequestSent(trace);
     return true;
+}
+
+// Connects (or readies) the object's socket and runs the transfer, both within the request's
+// one limit. False when the socket never connected, so that nothing was sent.
+bool ConnectAndPerform(CURL* curl, RequestTrace& trace, CURLcode& rc, long& code) {
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(kTransferTimeoutSeconds);
+    if (!ConnectOwnSocket(*trace.connection, trace.socket, trace.address, deadline,
+                          LibcurlConnects())) {
+        return false;
+    }
+    LimitTransfer(curl, deadline);
+    return Perform(curl, trace, rc, code);
 }
 
 bool EndedAsTimeout(CURLcode rc) {
@@ -249,12 +318,12 @@ bool IsRedirect(long code) {
 
 int PostResult(CURLcode rc, long code) {
     if (code == 404) {
-        return -14;
+        return RestResult::kNotFound;
     }
     if (rc == CURLE_OK) {
-        return code == 200 ? 0 : -6;
+        return code == 200 ? 0 : RestResult::kRequestFailed;
     }
-    return EndedAsTimeout(rc) ? -15 : -6;
+    return EndedAsTimeout(rc) ? RestResult::kTimedOut : RestResult::kRequestFailed;
 }
 
 int GetResult(CURLcode rc, long code, const std::string& url, const char* error_text) {
@@ -263,10 +332,10 @@ int GetResult(CURLcode rc, long code, const std::string& url, const char* error_
             return 0;
         }
         if (code == 404) {
-            return -14;
+            return RestResult::kNotFound;
         }
         FDR_CENTER_LOG("[CURL] http_code=%ld %s", code, url.c_str());
-        return IsRedirect(code) ? -13 : -6;
+        return IsRedirect(code) ? RestResult::kRedirected : RestResult::kRequestFailed;
     }
     const bool timed_out = EndedAsTimeout(rc);
     if (!timed_out) {
@@ -279,15 +348,29 @@ int GetResult(CURLcode rc, long code, const std::string& url, const char* error_
         }
     }
     if (IsRedirect(code)) {
-        return -13;
+        return RestResult::kRedirected;
     }
     if (code == 404) {
-        return -14;
+        return RestResult::kNotFound;
     }
-    return timed_out ? -15 : -6;
+    return timed_out ? RestResult::kTimedOut : RestResult::kRequestFailed;
 }
 
 }  // namespace
+
+namespace fdr {
+namespace rest {
+
+ConnectMode CurrentConnectMode() {
+    return ModeInForce();
+}
+
+void PinConnectModeForTesting(std::optional<ConnectMode> mode) {
+    t_pinned_connect_mode = mode;
+}
+
+}  // namespace rest
+}  // namespace fdr
 
 CRestConnectInfo::CRestConnectInfo() = default;
 
@@ -305,7 +388,7 @@ int CRestConnectInfo::SetConnectionParam(const char* user, const char* password,
                                          bool secure, unsigned port, unsigned timing1,
                                          unsigned timing2, addrinfo* address) {
     if (user == nullptr || password == nullptr || host == nullptr || address == nullptr) {
-        return -1;
+        return RestResult::kInvalidArgument;
     }
     m_uPort = port;
     m_uTiming1 = timing1;
@@ -322,14 +405,14 @@ int CRestConnectInfo::SetConnectionParam(const char* user, const char* password,
     }
     m_pCurl = curl_easy_init();
     if (m_pCurl == nullptr) {
-        return -12;
+        return RestResult::kNoCurlHandle;
     }
     CloseSocket(m_pSocket);
     const int fd = NewSocket(address);
     if (fd < 0) {
         std::printf("Error creating listening socket.\n");
         std::fflush(stdout);
-        return -9;
+        return RestResult::kNoSocket;
     }
     m_pSocket = new int(fd);
 
@@ -360,22 +443,9 @@ void CRestConnectInfo::SetPortInfo(unsigned port) {
 }
 
 bool CRestConnectInfo::ConnectSocket() {
-    if (m_bAbort) {
-        return false;
-    }
-    if (m_pAddrInfo == nullptr || m_pSocket == nullptr || *m_pSocket < 0) {
-        return true;
-    }
-    const int fd = *m_pSocket;
-    // The socket may still hold the previous request's connection, or one shut down by an
-    // abort: dissolving it lets the same socket connect again.
-    sockaddr unspecified{};
-    unspecified.sa_family = AF_UNSPEC;
-    connect(fd, &unspecified, sizeof(unspecified));
-    if (LibcurlConnects()) {
-        return true;
-    }
-    return ConnectBlocking(fd, m_pAddrInfo);
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(kTransferTimeoutSeconds);
+    return ConnectOwnSocket(*this, m_pSocket != nullptr ? *m_pSocket : -1, m_pAddrInfo, deadline,
+                            false);
 }
 
 bool CRestConnectInfo::IsAbort() {
@@ -408,12 +478,12 @@ int CRestConnectInfo::DoRequestGetText(const std::string& path, const std::strin
     const std::string url = RequestUrl(m_strBaseUrl, path, query);
     curl_slist* headers = curl_slist_append(nullptr, header.c_str());
     if (headers == nullptr) {
-        return -5;
+        return RestResult::kNoHeaderList;
     }
     if (m_pCurl == nullptr) {
         // Never set up: nothing can be sent.
         curl_slist_free_all(headers);
-        return -6;
+        return RestResult::kRequestFailed;
     }
     char error_text[CURL_ERROR_SIZE] = {};
     curl_easy_setopt(m_pCurl, CURLOPT_HTTPHEADER, headers);
@@ -432,13 +502,13 @@ int CRestConnectInfo::DoRequestGetText(const std::string& path, const std::strin
                        false};
     CURLcode rc = CURLE_COULDNT_CONNECT;
     long code = 0;
-    const bool connected = ConnectSocket() && Perform(m_pCurl, trace, rc, code);
+    const bool connected = ConnectAndPerform(m_pCurl, trace, rc, code);
     // Nothing on the handle may point at this call's locals once it returns.
     curl_easy_setopt(m_pCurl, CURLOPT_ERRORBUFFER, nullptr);
     curl_easy_setopt(m_pCurl, CURLOPT_HTTPHEADER, nullptr);
     curl_slist_free_all(headers);
     if (!connected) {
-        return -3;
+        return RestResult::kNotConnected;
     }
     response = m_strResponse;
     FDR_CENTER_LOG("[RECV Http Response: %ld] %s", code, response.c_str());
@@ -452,11 +522,11 @@ int CRestConnectInfo::DoRequestPostText(const std::string& path, const std::stri
     const std::string url = RequestUrl(m_strBaseUrl, path, query);
     curl_slist* headers = curl_slist_append(nullptr, header.c_str());
     if (headers == nullptr) {
-        return -5;
+        return RestResult::kNoHeaderList;
     }
     if (m_pCurl == nullptr) {
         curl_slist_free_all(headers);
-        return -6;
+        return RestResult::kRequestFailed;
     }
     curl_easy_setopt(m_pCurl, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(m_pCurl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
@@ -471,13 +541,13 @@ int CRestConnectInfo::DoRequestPostText(const std::string& path, const std::stri
                        false};
     CURLcode rc = CURLE_COULDNT_CONNECT;
     long code = 0;
-    const bool connected = ConnectSocket() && Perform(m_pCurl, trace, rc, code);
+    const bool connected = ConnectAndPerform(m_pCurl, trace, rc, code);
     curl_easy_setopt(m_pCurl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(0));
     curl_easy_setopt(m_pCurl, CURLOPT_POSTFIELDS, kNoPostFields);
     curl_easy_setopt(m_pCurl, CURLOPT_HTTPHEADER, nullptr);
     curl_slist_free_all(headers);
     if (!connected) {
-        return -3;
+        return RestResult::kNotConnected;
     }
     response = m_strResponse;
     FDR_CENTER_LOG("[RECV Http Response: %ld] %s", code, response.c_str());
@@ -486,7 +556,7 @@ int CRestConnectInfo::DoRequestPostText(const std::string& path, const std::stri
 
 int CRestConnectInfo::DupConnectInfo(std::shared_ptr<CRestConnectInfo>& copy) {
     if (m_pCurl == nullptr) {
-        return -12;
+        return RestResult::kNoCurlHandle;
     }
     auto dup = std::make_shared<CRestConnectInfo>();
     dup->m_bAbort = m_bAbort.load();
@@ -500,13 +570,13 @@ int CRestConnectInfo::DupConnectInfo(std::shared_ptr<CRestConnectInfo>& copy) {
     dup->m_pAddrInfo = m_pAddrInfo;
     dup->m_pCurl = curl_easy_duphandle(m_pCurl);
     if (dup->m_pCurl == nullptr) {
-        return -12;
+        return RestResult::kNoCurlHandle;
     }
     const int fd = NewSocket(m_pAddrInfo);
     if (fd < 0) {
         std::printf("Error creating listening socket.\n");
         std::fflush(stdout);
-        return -9;
+        return RestResult::kNoSocket;
     }
     dup->m_pSocket = new int(fd);
     // The duplicated handle still points at this object and its socket.

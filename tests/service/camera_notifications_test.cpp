@@ -30,8 +30,9 @@ std::string Joined(const std::vector<std::string>& lines) {
 
 ChannelStatusObjList OneStatus() {
     auto status = std::make_shared<ChannelStatusObj>();
+    // A whole frame rate beyond 2^53 still goes out digit for digit.
     status->living_status = {std::make_shared<ChannelStatusObj::LivingStatusObj>(
-        ChannelStatusObj::LivingStatusObj{1, 1.5, 25, 0})};
+        ChannelStatusObj::LivingStatusObj{1, 1.5, 9007199254740992.0, 0})};
     status->recorded_statistic = {1, 2, 3, 4};
     status->channel_guid = "g";
     status->channel_index = 5;
@@ -73,7 +74,8 @@ class CameraNotifications : public testing::Test {
              10228, "/channel_status_changed",
              "{\"autonomy_list\":[{\"autonomy_lid\":\"lid-7\",\"channel_status_list\":[{"
              "\"retrieve\":2,\"channel_index\":5,\"channel_guid\":\"g\",\"living_status\":[{"
-             "\"connection_status\":1,\"current_bitrate\":1.5,\"current_fps\":25,\"idx\":0}],"
+             "\"connection_status\":1,\"current_bitrate\":1.5,\"current_fps\":9007199254740992,"
+             "\"idx\":0}],"
              "\"recorded_statistic\":{\"alarm_rec_days\":1,\"alarm_rec_size\":2,"
              "\"normal_rec_days\":3,\"normal_rec_size\":4}}]}]}",
              nullptr, "NotifyArbitratorCameraStatusChange end", nullptr},
@@ -172,6 +174,11 @@ TEST_F(CameraNotifications, DravoDataPassesTheHostsNoticeThrough) {
         {"notice reason at the top", "{\"notice_reason\":{\"x\":[]},\"server_id\":1}",
          "{\n\t\"notice_reason\":\t{\n\t\t\"x\":\t[],\n\t\t\"input\":\t{\n"
          "\t\t\t\"autonomy_lid\":\t\"lid-7\"\n\t\t}\n\t},\n\t\"server_id\":\t1\n}"},
+        // Whole numbers go out as integers, whatever form the host wrote them in.
+        {"whole numbers in any form",
+         "{\"a\":9007199254740993.0,\"b\":1e18,\"c\":4e15,\"d\":1.5e3}",
+         "{\n\t\"a\":\t9007199254740993,\n\t\"b\":\t1000000000000000000,\n"
+         "\t\"c\":\t4000000000000000,\n\t\"d\":\t1500,\n\t\"autonomy_lid\":\t\"lid-7\"\n}"},
         {"not JSON", "{\"server\":", ""},
         {"empty text", "", ""},
     };

@@ -44,6 +44,9 @@ TEST_F(TokenOperations, FormsAreSentUnescapedAndTheRefreshTokenIsSentBack) {
     EXPECT_EQ(request.target, "/token");
     EXPECT_EQ(request.body, fdrtest::ReadTestData("token/get_body.txt"));
     EXPECT_EQ(request.headers.find("Content-Type")->second, "application/x-www-form-urlencoded");
+    // The connection's empty user name and password still go out as basic credentials (":").
+    ASSERT_EQ(request.headers.count("Authorization"), 1u);
+    EXPECT_EQ(request.headers.find("Authorization")->second, "Basic Og==");
 
     services.ClearRequests();
     EXPECT_EQ(util.AuthRefreshToken(id, secret, access_token), 0);

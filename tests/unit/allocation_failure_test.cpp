@@ -187,6 +187,28 @@ Accepted Truncations(const std::string& text) {
     return variants;
 }
 
+// A change body whose one member object keeps only its first k keys, each with its whole value,
+// for every k; and the body whose list lost the member itself.
+Accepted MemberKeyPrefixes(const std::string& body) {
+    Accepted variants;
+    for (size_t kept = 0;; ++kept) {
+        bool cut = false;
+        Document document(body);
+        cJSON* list = cJSON_GetObjectItem(document.root, "autonomy_list");
+        cJSON* member = cJSON_GetArrayItem(list, 0);
+        while (cJSON_GetArraySize(member) > static_cast<int>(kept)) {
+            cJSON_DeleteItemFromArray(member, static_cast<int>(kept));
+            cut = true;
+        }
+        variants.insert(Print(document.root));
+        if (!cut) {
+            cJSON_DeleteItemFromArray(list, 0);
+            variants.insert(Print(document.root));
+            return variants;
+        }
+    }
+}
+
 // A list body with the channel text under one "data" replaced by the empty text or by the text
 // with one node missing: one failure inside a channel's description, whose list goes on.
 Accepted DataVariants(const std::string& body) {
@@ -344,15 +366,13 @@ std::vector<Case> Formatters() {
     const auto only = [](Accepted extra) { return [extra](const std::string&) { return extra; }; };
     const auto change = [](int (*format)(AutonomyList&, std::string&)) {
         return [format](const std::string& both) {
-            std::string first;
             std::string without_thirdparty;
-            AutonomyList one = Members({FirstRecord()});
             AutonomyList plain = Members({FirstRecord(), SecondRecord("")});
-            format(one, first);
             format(plain, without_thirdparty);
-            // The walk stops inside the record being built; a thirdparty list that cannot be
-            // parsed only drops its key, as a list that is not JSON does.
-            return Union({{""}, Truncations(first), Truncations(both), {without_thirdparty}});
+            // Only the last record is built, and it stops at the first key whose whole value
+            // cannot be added; a thirdparty list that cannot be parsed only drops its key, as a
+            // list that is not JSON does. Nothing at all ("") when the frame cannot be made.
+            return Union({{""}, MemberKeyPrefixes(both), {without_thirdparty}});
         };
     };
     const auto list_body = [](bool with_data) {

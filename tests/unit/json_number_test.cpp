@@ -33,6 +33,7 @@ std::string CjsonPrint(const std::string& text) {
 
 struct NumberCase {
     const char* literal;
+    const char* printed;  // null: what cJSON alone prints
     bool exact;
     int64_t as_int64;
     uint64_t as_uint64;
@@ -44,40 +45,60 @@ constexpr int64_t kInt64Max = std::numeric_limits<int64_t>::max();
 constexpr uint64_t kUInt64Max = std::numeric_limits<uint64_t>::max();
 
 const NumberCase kNumberCases[] = {
-    {"0", false, 0, 0, 0},
-    {"1", false, 1, 1, 1},
-    {"-1", false, -1, kUInt64Max, -1},
-    {"2147483647", false, 2147483647, 2147483647, 2147483647},
-    {"-2147483648", false, -2147483648LL, 0xFFFFFFFF80000000ULL, INT32_MIN},
-    {"2147483648", true, 2147483648LL, 2147483648ULL, INT32_MIN},
-    {"-2147483649", true, -2147483649LL, 0xFFFFFFFF7FFFFFFFULL, INT32_MAX},
-    {"4294967295", true, 4294967295LL, 4294967295ULL, -1},
-    {"4294967296", true, 4294967296LL, 4294967296ULL, 0},
-    {"9007199254740993", true, 9007199254740993LL, 9007199254740993ULL, 1},
-    {"9223372036854775807", true, kInt64Max, 9223372036854775807ULL, -1},
-    {"-9223372036854775808", true, kInt64Min, 9223372036854775808ULL, 0},
-    {"18446744073709551615", true, -1, kUInt64Max, -1},
-    // Beyond 64 bits, fractions, exponents and non-canonical literals stay cJSON doubles.
-    {"18446744073709551616", false, kInt64Max, kUInt64Max, 0},
-    {"-9223372036854775809", false, kInt64Min, 9223372036854775808ULL, 0},
-    {"0.1", false, 0, 0, 0},
-    {"-2.5", false, -2, static_cast<uint64_t>(-2), -2},
-    {"1e300", false, kInt64Max, kUInt64Max, 0},
-    {"1e10", false, 10000000000LL, 10000000000ULL, 1410065408},
-    {"-0", false, 0, 0, 0},
+    {"0", nullptr, false, 0, 0, 0},
+    {"1", nullptr, false, 1, 1, 1},
+    {"-1", nullptr, false, -1, kUInt64Max, -1},
+    {"2147483647", nullptr, false, 2147483647, 2147483647, 2147483647},
+    {"-2147483648", nullptr, false, -2147483648LL, 0xFFFFFFFF80000000ULL, INT32_MIN},
+    {"2147483648", "2147483648", true, 2147483648LL, 2147483648ULL, INT32_MIN},
+    {"-2147483649", "-2147483649", true, -2147483649LL, 0xFFFFFFFF7FFFFFFFULL, INT32_MAX},
+    {"4294967295", "4294967295", true, 4294967295LL, 4294967295ULL, -1},
+    {"4294967296", "4294967296", true, 4294967296LL, 4294967296ULL, 0},
+    {"9007199254740993", "9007199254740993", true, 9007199254740993LL, 9007199254740993ULL, 1},
+    {"9223372036854775807", "9223372036854775807", true, kInt64Max, 9223372036854775807ULL, -1},
+    {"-9223372036854775808", "-9223372036854775808", true, kInt64Min, 9223372036854775808ULL, 0},
+    {"18446744073709551615", "18446744073709551615", true, -1, kUInt64Max, -1},
+    // Whole values in any written form: the digits decide, never a double.
+    {"9007199254740993.0", "9007199254740993", true, 9007199254740993LL, 9007199254740993ULL, 1},
+    {"1e18", "1000000000000000000", true, 1000000000000000000LL, 1000000000000000000ULL,
+     -1486618624},
+    {"4e15", "4000000000000000", true, 4000000000000000LL, 4000000000000000ULL, -1827012608},
+    {"1.5e3", "1500", false, 1500, 1500, 1500},
+    {"1200e-2", "12", false, 12, 12, 12},
+    {"12.000", "12", false, 12, 12, 12},
+    {"1.8446744073709551615E19", "18446744073709551615", true, -1, kUInt64Max, -1},
+    {"-92233720368547758.08e2", "-9223372036854775808", true, kInt64Min, 9223372036854775808ULL, 0},
+    {"0.000000000000000000000004294967296e33", "4294967296", true, 4294967296LL, 4294967296ULL, 0},
+    {"42949672960000e-4", "4294967296", true, 4294967296LL, 4294967296ULL, 0},
+    {"1e10", "10000000000", true, 10000000000LL, 10000000000ULL, 1410065408},
+    {"-0.0e7", nullptr, false, 0, 0, 0},
+    // Beyond 64 bits and fractions stay cJSON doubles.
+    {"18446744073709551616", nullptr, false, kInt64Max, kUInt64Max, 0},
+    {"1.8446744073709551616e19", nullptr, false, kInt64Max, kUInt64Max, 0},
+    {"-9223372036854775809", nullptr, false, kInt64Min, 9223372036854775808ULL, 0},
+    {"9007199254740993.5", nullptr, false, 9007199254740994LL, 9007199254740994ULL, 2},
+    {"4294967296.000000001", nullptr, false, 4294967296LL, 4294967296ULL, 0},
+    {"0.1", nullptr, false, 0, 0, 0},
+    {"-2.5", nullptr, false, -2, static_cast<uint64_t>(-2), -2},
+    {"1e300", nullptr, false, kInt64Max, kUInt64Max, 0},
+    {"1e-300", nullptr, false, 0, 0, 0},
+    {"-0", nullptr, false, 0, 0, 0},
 };
 
 TEST(JsonNumberParse, ReadsAndPrintsEveryRangeExactly) {
     for (const NumberCase& c : kNumberCases) {
         SCOPED_TRACE(c.literal);
         const std::string inner = c.literal;
-        for (const std::string& text :
-             {inner, "[" + inner + "]", "{\"v\":" + inner + "}", "[[1,{\"v\":[" + inner + "]}]]"}) {
+        const std::string printed = c.printed != nullptr ? c.printed : "";
+        const std::string wrappers[][2] = {
+            {"", ""}, {"[", "]"}, {"{\"v\":", "}"}, {"[[1,{\"v\":[", "]}]]"}};
+        for (const auto& wrapper : wrappers) {
+            const std::string text = wrapper[0] + inner + wrapper[1];
             SCOPED_TRACE(text);
             Doc doc(Parse(text.c_str()));
             ASSERT_NE(doc.root, nullptr);
-            // Either exactly as written, or exactly what cJSON alone prints.
-            EXPECT_EQ(Print(doc.root), c.exact ? text : CjsonPrint(text));
+            EXPECT_EQ(Print(doc.root),
+                      c.printed != nullptr ? wrapper[0] + printed + wrapper[1] : CjsonPrint(text));
         }
         Doc doc(Parse(c.literal));
         ASSERT_NE(doc.root, nullptr);
@@ -184,6 +205,15 @@ TEST(JsonNumberMake, PrintsExactlyAndReadsBack) {
         {MakeInt32(INT32_MIN), "-2147483648", false},
         {MakeDouble(0.1), "0.1", false},
         {MakeDouble(1e300), "1e+300", false},
+        // A whole double prints as an integer, not in exponent form.
+        {MakeDouble(9007199254740992.0), "9007199254740992", true},
+        {MakeDouble(1e18), "1000000000000000000", true},
+        {MakeDouble(-9223372036854775808.0), "-9223372036854775808", true},
+        {MakeDouble(18446744073709549568.0), "18446744073709549568", true},
+        {MakeDouble(2147483648.0), "2147483648", true},
+        {MakeDouble(1500.0), "1500", false},
+        {MakeDouble(18446744073709551616.0), "1.8446744073709552e+19", false},
+        {MakeDouble(4294967296.5), "4294967296.5", false},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.printed);
@@ -257,7 +287,9 @@ TEST(JsonNumberRead, TakesLowBitsOfDoubles) {
     const Case kCases[] = {
         {4294967295.0, -1, 4294967295LL}, {-1.9, -1, -1}, {4294967296.5, 0, 4294967296LL},
         {-4294967297.0, -1, -4294967297LL}, {std::nan(""), 0, 0}, {inf, 0, kInt64Max},
-        {-inf, 0, kInt64Min}, {9223372036854775808.0, 0, kInt64Max},
+        {-inf, 0, kInt64Min}, {1e20, 1661992960, kInt64Max},
+        // Whole and within 64 bits: exact, so it reads as the integer 2^63 does.
+        {9223372036854775808.0, 0, kInt64Min},
     };
     // clang-format on
     for (const Case& c : kCases) {

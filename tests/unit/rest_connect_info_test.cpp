@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,6 +18,7 @@
 #include <vector>
 
 #include "federateutil/RestConnectInfo.h"
+#include "support/FullListener.h"
 #include "support/LogFiles.h"
 #include "support/Timing.h"
 
@@ -74,15 +77,18 @@ struct BarePort {
         }
         close(fd);
     }
-    // Takes the next connection and keeps it open, unanswered; false when none came.
+    // Takes the next connection once its request has begun to arrive, and keeps it open,
+    // unanswered; false when none came. (A connection the kernel accepted may not yet be one the
+    // client has noticed, and an abort then ends it before anything was sent.)
     bool AcceptOne() {
-        pollfd ready{fd, POLLIN, 0};
         const auto limit = std::chrono::milliseconds(fdrtest::kEventuallyLimit);
+        pollfd ready{fd, POLLIN, 0};
         if (poll(&ready, 1, static_cast<int>(limit.count())) != 1) {
             return false;
         }
         accepted.push_back(accept(fd, nullptr, nullptr));
-        return accepted.back() >= 0;
+        pollfd request{accepted.back(), POLLIN, 0};
+        return accepted.back() >= 0 && poll(&request, 1, static_cast<int>(limit.count())) == 1;
     }
     std::vector<int> accepted;
 };
@@ -193,7 +199,7 @@ TEST(RestConnectRequest, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
         std::string response;
         std::thread request(
             [&] { result = get ? connection.Get("/", response) : connection.Post("/", response); });
-        EXPECT_TRUE(stalled.AcceptOne());  // the request is under way
+        EXPECT_TRUE(stalled.AcceptOne());  // the request is on its way
         const auto aborted = std::chrono::steady_clock::now();
         connection.rest->AbortConnection(true);
         request.join();
@@ -202,6 +208,81 @@ TEST(RestConnectRequest, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
         // Ended by the shut-down socket (a failed exchange) or by the abort check (a time-out).
         EXPECT_TRUE(result == -6 || result == -15) << result;
     }
+}
+
+using fdr::rest::ConnectMode;
+using fdrtest::ScopedConnectMode;
+
+TEST(RestConnectSocket, SaysWhetherItConnected) {
+    for (const ConnectMode mode : {ConnectMode::kObjectConnects, ConnectMode::kLibcurlConnects}) {
+        SCOPED_TRACE(static_cast<int>(mode));
+        const ScopedConnectMode pinned(mode);
+        BarePort refusing(false);
+        BarePort listening(true);
+        Connection refused(refusing.port);
+        EXPECT_FALSE(refused.rest->ConnectSocket());
+        Connection reached(listening.port);
+        EXPECT_TRUE(reached.rest->ConnectSocket());
+        EXPECT_TRUE(reached.rest->ConnectSocket());  // the same socket connects again
+        reached.rest->AbortConnection(true);
+        EXPECT_FALSE(reached.rest->ConnectSocket());
+        reached.rest->AbortConnection(false);
+        EXPECT_TRUE(reached.rest->ConnectSocket());
+    }
+    CRestConnectInfo never_set_up;  // no address and no socket: nothing to do
+    EXPECT_TRUE(never_set_up.ConnectSocket());
+}
+
+// A connect that hangs (the service's accept queue is full) ends as soon as another thread
+// aborts, whoever connects: the bare ConnectSocket with false, a request with -3 and nothing
+// counted or logged. Unaborted, each would wait out the 30-second limit.
+TEST(RestConnectSocket, AbortEndsAHangingConnectWithNothingSent) {
+    fdrtest::FullListener full;
+    ASSERT_TRUE(full.full());
+    struct Case {
+        const char* name;
+        ConnectMode mode;
+        std::function<int(Connection&)> run;
+        int result;
+    };
+    std::string response = "kept";
+    const Case kCases[] = {
+        {"ConnectSocket", ConnectMode::kObjectConnects,
+         [](Connection& c) { return c.rest->ConnectSocket() ? 1 : 0; }, 0},
+        {"POST, object connects", ConnectMode::kObjectConnects,
+         [&](Connection& c) { return c.Post("/", response); }, -3},
+        {"GET, object connects", ConnectMode::kObjectConnects,
+         [&](Connection& c) { return c.Get("/", response); }, -3},
+        {"POST, libcurl connects", ConnectMode::kLibcurlConnects,
+         [&](Connection& c) { return c.Post("/", response); }, -3},
+        {"GET, libcurl connects", ConnectMode::kLibcurlConnects,
+         [&](Connection& c) { return c.Get("/", response); }, -3},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const ScopedConnectMode pinned(c.mode);
+        Connection connection(full.port());
+        const unsigned counted = CRestConnectInfo::m_CGICount;
+        auto log = fdrtest::WatchCenterLog();
+        int result = 99;
+        std::chrono::steady_clock::time_point ended;
+        std::thread request([&] {
+            const ScopedConnectMode pinned_here(c.mode);
+            result = c.run(connection);
+            ended = std::chrono::steady_clock::now();
+        });
+        // Normally the connect is hanging by then; an abort that comes first gives the same.
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        const auto aborted = std::chrono::steady_clock::now();
+        connection.rest->AbortConnection(true);
+        request.join();
+        EXPECT_EQ(result, c.result);
+        // Far below the 30 seconds it would otherwise wait.
+        EXPECT_WAIT_AT_MOST(ended - aborted, std::chrono::seconds(10));
+        EXPECT_EQ(CRestConnectInfo::m_CGICount, counted);
+        EXPECT_TRUE(log.NewLines().empty());
+    }
+    EXPECT_EQ(response, "kept");
 }
 
 TEST(RestConnectRequest, CopiesHaveTheSettingsAndTheirOwnSocketAndLeakNothing) {
