@@ -11,7 +11,7 @@
 #   --with-tests  run the test suite during the package build, as a plain dpkg-buildpackage
 #                 does. By default the build skips it (nocheck): CI runs the whole suite in
 #                 its own steps already, and a third build of it here would double the time.
-#   --output DIR  keep the built packages (.deb, .changes, .buildinfo) in DIR
+#   --output DIR  keep the built packages (.deb, .changes, .buildinfo) and the build log in DIR
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source_tree=$PWD
@@ -144,7 +144,7 @@ echo "nothing left behind"
 
 if [ -n "$output" ]; then
     mkdir -p "$output"
-    cp "${debs[@]}" "$changes" "$work"/*.buildinfo "$output/"
+    cp "${debs[@]}" "$changes" "$work"/*.buildinfo "$work/build.log" "$output/"
     echo "packages kept in $output"
 fi
 cd "$source_tree"
