@@ -20,7 +20,7 @@
 
 #include "BenchData.h"
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "PairTimer.h"
 
 namespace {

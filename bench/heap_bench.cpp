@@ -27,7 +27,7 @@
 
 #include "BenchData.h"
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "json/ChannelJsonFormatter.h"
 
 // ---- Counting allocator ----

@@ -289,8 +289,8 @@ void Parsers() {
             [text] { benchmark::DoNotOptimize(BareParseChannelList(text->c_str())); },
             [records] { records->clear(); });
     }
-    // The privilege timestamp is read with jsoncpp, as it always has been: its baseline is a bare
-    // jsoncpp parse of the same text.
+    // The privilege timestamp is read with jsoncpp, so its baseline is a bare jsoncpp parse of
+    // the same text.
     const auto privilege = std::make_shared<const std::string>(PrivilegeTimeAnswer());
     Register(
         "parse/PrivilegeTime/1",

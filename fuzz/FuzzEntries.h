@@ -17,6 +17,7 @@
 
 #include "federateutil/Base64.h"
 #include "json/CFdrUtilParser.h"
+#include "json/DravoDataJsonFormatter.h"
 #include "json/JsonNumber.h"
 #include "json/PrivilegeJsonParser.h"
 
@@ -338,33 +339,36 @@ inline Verdict PrivilegeTime(const uint8_t* data, size_t size) {
     return timestamp != detail::kUntouched ? "" : "the timestamp was not replaced";
 }
 
-// The host's JSON in NotifyDravoData, through the operation's own steps (the operation itself
-// sends a request): parse with fdr::json, send the "server" member or the whole document, add
-// "autonomy_lid" (under "notice_reason"."input" when there is a reason), formatted print. The
-// body must read back to itself, so the host's numbers pass digit for digit.
+// The host's JSON in NotifyDravoData, through the formatter the operation sends. JSON that
+// cJSON reads must be accepted, and the body must read back to itself, so the host's numbers
+// pass digit for digit.
 inline Verdict DravoData(const uint8_t* data, size_t size) {
     const std::string json(reinterpret_cast<const char*>(data), size);
-    const std::string lid = "lid-7";
-    const detail::Document document(fdr::json::Parse(json));
-    if (!document) {
-        const detail::Document oracle(
-            cJSON_ParseWithLengthOpts(json.data(), json.size(), nullptr, false));
-        return oracle == nullptr ? "" : "fdr::json::Parse rejected JSON that cJSON reads";
+    std::string body = detail::kUntouched;
+    switch (fdr::FormatDravoData("lid-7", json, body)) {
+        case fdr::DravoDataResult::kNotJson: {
+            const detail::Document oracle(
+                cJSON_ParseWithLengthOpts(json.data(), json.size(), nullptr, false));
+            if (oracle != nullptr) {
+                return "the formatter rejected JSON that cJSON reads";
+            }
+            return body == detail::kUntouched ? "" : "a rejected notice changed the body";
+        }
+        case fdr::DravoDataResult::kPrintFailed:
+            return "the notice does not print";
+        case fdr::DravoDataResult::kFormatted:
+            break;
     }
-    cJSON* node = cJSON_GetObjectItem(document.get(), "server");
-    if (node == nullptr) {
-        node = document.get();
+    const detail::Document sent(fdr::json::Parse(body));
+    if (!sent) {
+        return "the body does not parse";
     }
-    cJSON* reason = cJSON_GetObjectItem(node, "notice_reason");
-    if (reason != nullptr) {
-        cJSON* input = cJSON_CreateObject();
-        fdr::json::AddItem(input, "autonomy_lid", cJSON_CreateString(lid.c_str()));
-        fdr::json::AddItem(reason, "input", input);
-    } else {
-        fdr::json::AddItem(node, "autonomy_lid", cJSON_CreateString(lid.c_str()));
+    std::string again;
+    const Verdict round_trip = detail::PrintRoundTrip(sent.get(), true, &again);
+    if (!round_trip.empty()) {
+        return round_trip;
     }
-    std::string body;
-    return detail::PrintRoundTrip(node, true, &body);
+    return again == body ? "" : "the body changes when read and printed again";
 }
 
 // The exact-number module against plain cJSON: Parse accepts what cJSON accepts, with the same

@@ -1,10 +1,9 @@
 #include <mutex>
 
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "FederateUtil/NotifyLocks.h"
-#include "federateutil/Base64.h"
-#include "json/JsonNumber.h"
+#include "json/AutonomyJsonFormatter.h"
 
 // Fire-and-forget: a failed notice is logged and still returns 0.
 int CFederateUtil::NotifyArbitratorAutoModeChange(FederateBoxType::AutonomyInfo info,
@@ -12,22 +11,8 @@ int CFederateUtil::NotifyArbitratorAutoModeChange(FederateBoxType::AutonomyInfo 
     msg("NotifyArbitratorAutoModeChange start");
     std::lock_guard<std::mutex> lock(m_notify_lock1);
 
-    std::string password;
-    b64_encode_v2(reinterpret_cast<const unsigned char*>(info.password.data()),
-                  static_cast<unsigned int>(info.password.size()), password);
-    // Built by hand as the arbitrator has always received it: members copied raw, without
-    // escaping, and "group" the one bare number.
-    std::string body = "{";
-    body += "\"autonomy_list\":[{";
-    body += "\"lid\":\"" + info.lid + "\",";
-    body += "\"lname\":\"" + info.lname + "\",";
-    body += "\"username\":\"" + info.username + "\",";
-    body += "\"password\":\"" + password + "\",";
-    body += "\"server_mode\":\"" + server_mode + "\",";
-    body += "\"address\":\"" + info.address + "\",";
-    body += "\"group\":" + fdr::json::ToDecimal(info.group);
-    body += "}]";
-    body += "}";
+    std::string body;
+    CAutonomyListJsonFormatter::FormatterAutoModeChange(info, server_mode, body);
 
     msg("NotifyArbitratorAutoModeChange request start: %s", body.c_str());
     std::string response;

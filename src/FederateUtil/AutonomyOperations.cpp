@@ -3,14 +3,15 @@
 #include <mutex>
 
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "FederateUtil/NotifyLocks.h"
 #include "json/AutonomyJsonFormatter.h"
 #include "json/CFdrUtilParser.h"
 
 namespace {
 
-// The source lines that these operations' centre debug lines have always named.
+// The fixed source line numbers that these operations' centre debug lines carry; readers of the
+// debug log match them.
 constexpr int kAddAutonomyDebugLine = 183;
 constexpr int kUpdateAutonomyDebugLine = 214;
 
@@ -50,7 +51,7 @@ int CFederateUtil::NotifyLogRemoveAutonomy(std::string& lid) {
     FDR_CENTER_LOG("NotifyLogRemoveAutonomy %s end, n_ret=%d", lid.c_str(), n_ret);
     if (n_ret != 0) {
         // The only notification whose error line goes through the gated msg(), not the
-        // console; kept.
+        // console: silent unless the debug switch is on.
         msg("\r[error]n_ret=%d\n", n_ret);
     }
     return n_ret;
@@ -119,7 +120,7 @@ int CFederateUtil::NotifyArbitratorAutonomyChange(DravoAgentData::AutonomyList& 
     if (n_ret != 0) {
         fdr::ReportErrorToConsole(n_ret);
     }
-    // The host is not told about a failed delivery; kept.
+    // The host is not told about a failed delivery: it expects 0.
     return 0;
 }
 

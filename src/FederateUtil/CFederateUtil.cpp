@@ -3,8 +3,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <string>
 
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "FederateUtil/NotifyLocks.h"
 
 // Statically initialised and never destroyed: a notification may run during process exit.
@@ -18,7 +19,8 @@ CFederateUtil::CFederateUtil() {
     std::call_once(resolved, [] {
         // A numeric address resolves without a listener; on failure the token operations hand
         // the null address on and their connection set-up refuses it.
-        getaddrinfo(fdr::kLocalHost, fdr::kTokenServicePortText, nullptr, &m_pAddrInfo);
+        const std::string port = std::to_string(fdr::kTokenServicePort);
+        getaddrinfo(fdr::kLocalHost, port.c_str(), nullptr, &m_pAddrInfo);
     });
 }
 
@@ -55,7 +57,7 @@ void CFederateUtil::msg(const char* format, ...) {
     va_start(args, format);
     std::vsnprintf(buffer, sizeof(buffer), format, args);
     va_end(args);
-    // Handing the text on as a format is how this log has always behaved; kept.
+    // The text is handed on as a format on purpose: a "%" in it is read a second time.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"

@@ -20,8 +20,7 @@ class CFederateUtil : public IBaseInterface, public ICentralizedServer {
              const char*, const char*) override;
     int Uninit() override;
 
-    // ICentralizedServer. This class keeps its own historical declaration order; hosts only see
-    // the interface's slot order.
+    // ICentralizedServer, in this class's own order; hosts only see the interface's slot order.
     int NotifyLogAddAutonomy(DravoAgentData::AutonomyList& list) override;
     int NotifyLogUpdateAutonomy(DravoAgentData::AutonomyList& list) override;
     int NotifyLogRemoveAutonomy(std::string& lid) override;

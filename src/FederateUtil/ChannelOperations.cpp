@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "json/CFdrUtilParser.h"
 #include "json/ChannelJsonFormatter.h"
 
@@ -49,7 +49,7 @@ int CFederateUtil::SaveFdrAllChannelsSetting(DravoAgentData::AutonomyList& serve
 // save report failures to the caller; these leave a console or log line.
 
 int CFederateUtil::AddFdrChannelSetting(std::string& lid, ChannelObjList& channels) {
-    // The line names the save operation; kept as it stands.
+    // The line names the save operation on purpose: log readers match it.
     std::printf("SaveChannelsSetting size = %zu\n", channels.size());
     std::fflush(stdout);
     std::string body;
@@ -81,7 +81,7 @@ int CFederateUtil::UpdateFdrChannelSetting(std::string& lid, ChannelObjList& cha
     msg("UpdateFdrChannelSetting start: %s", body.c_str());
     std::string response;
     const int n_ret = fdr::CallLocalService(fdr::endpoint::kCmsChannelWrite, response, body);
-    msg("UpdateChannelSetting end");  // without "Fdr", as this line has always read
+    msg("UpdateChannelSetting end");  // without "Fdr": log readers match this text
     if (n_ret != 0) {
         fdr::ReportErrorToConsole(n_ret);
     }

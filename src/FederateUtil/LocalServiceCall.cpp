@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 
 namespace fdr {
 

@@ -2,7 +2,7 @@
 #include <string>
 
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "json/PrivilegeJsonFormatter.h"
 #include "json/PrivilegeJsonParser.h"
 

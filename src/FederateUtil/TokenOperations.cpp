@@ -2,7 +2,7 @@
 #include <mutex>
 
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "json/CFdrUtilParser.h"
 #include "rest/CAuthTXRX.h"
 
@@ -37,8 +37,8 @@ void ExchangeForToken(const std::string& body, std::string& access_token,
 // access token it is handed.
 int CFederateUtil::AuthGetToken(std::string& client_id, std::string& client_secret,
                                 std::string& access_token) {
-    // No escaping: a value holding "&" or "=" splits the form. The empty trailing field is sent
-    // as the token service has always received it.
+    // No escaping: a value holding "&" or "=" splits the form. The token service expects the
+    // empty trailing field.
     const std::string body = "grant_type=client_credentials&client_id=" + client_id +
                              "&client_secret=" + client_secret + "&undefined=";
     ExchangeForToken(body, access_token, m_strRefreshToken);

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "federateutil/Base64.h"
 #include "json/JsonNumber.h"
 #include "json/JsonTree.h"
 
@@ -86,7 +87,7 @@ bool AddMemberKeys(cJSON* o, const Record& r, Receiver receiver) {
         return false;
     }
     // The desktop-client range takes its "lower" from the central-server lower bound, so the
-    // desktop client's own lower bound is never sent; kept on purpose.
+    // desktop client's own lower bound is never sent; the receiver expects it so.
     const bool head =
         AddText(o, "auth_data", r.auth_data) && AddText(o, "autonomy_add_time", r.add_time) &&
         AddText(o, "autonomy_address", r.address) && AddText(o, "autonomy_firmware", r.firmware) &&
@@ -139,8 +140,8 @@ int FormatChange(DravoAgentData::AutonomyList& list, Receiver receiver, std::str
     if (array == nullptr) {
         return 0;
     }
-    // Only the last record reaches the body (each record's object has always replaced the one
-    // before; deliberate, kept), so only its object is built.
+    // Only the last record reaches the body (the receiver expects one object, that of the last
+    // record), so only its object is built.
     const Record* last = nullptr;
     for (auto it = list.autonomy_list.rbegin(); it != list.autonomy_list.rend(); ++it) {
         if (*it) {
@@ -163,7 +164,7 @@ int FormatChange(DravoAgentData::AutonomyList& list, Receiver receiver, std::str
 cJSON* MakeRestObject(const Record& r) {
     Tree object(cJSON_CreateObject());
     cJSON* o = object.get();
-    // The member log service has always been sent "machine_name" twice; kept.
+    // The member log service expects "machine_name" twice.
     const bool built =
         o && AddText(o, "autonomy_lid", r.autonomy_lid) && AddText(o, "auth_data", r.auth_data) &&
         AddText(o, "autonomy_add_time", r.add_time) && AddText(o, "autonomy_address", r.address) &&
@@ -200,7 +201,7 @@ int CAutonomyListJsonFormatter::FormatRestAutonomy(std::shared_ptr<Record>& reco
         stream << text.get();
     }
     // "sys_health" joins the object only after it was printed, so the member log service never
-    // receives it; the order is kept on purpose.
+    // receives it; the order is deliberate.
     AddText(object.get(), "sys_health", record->sys_health);
     return 0;
 }
@@ -268,4 +269,47 @@ int CAutonomyListJsonFormatter::FormatterArbitratorAutonomyChange(
 int CAutonomyListJsonFormatter::FormatterDravoServerAutonomyChange(
     DravoAgentData::AutonomyList& list, std::string& out) {
     return FormatChange(list, Receiver::kDravoService, out);
+}
+
+int CAutonomyListJsonFormatter::FormatterFailOverInfo(const DravoAgentData::AutonomyList& list,
+                                                      std::string& out) {
+    out = "{\"autonomy_list\":[";
+    const auto& entries = list.autonomy_list;
+    for (const auto& record : entries) {
+        if (!record) {
+            continue;
+        }
+        out += "{";
+        out += "\"autonomy_lid\":\"" + record->autonomy_lid + "\",";
+        out += "\"version\":\"" + record->firmware + "\",";
+        out += "\"version_date\":\"" + record->firmware_date + "\",";
+        out += "\"mac\":\"" + record->mac + "\",";
+        out += "\"machine_model\":\"" + record->machine_model + "\"";
+        out += "}";
+        if (record != entries.back()) {
+            out += ",";
+        }
+    }
+    out += "]}";
+    return 0;
+}
+
+int CAutonomyListJsonFormatter::FormatterAutoModeChange(const FederateBoxType::AutonomyInfo& info,
+                                                        const std::string& server_mode,
+                                                        std::string& out) {
+    std::string password;
+    b64_encode_v2(reinterpret_cast<const unsigned char*>(info.password.data()),
+                  static_cast<unsigned int>(info.password.size()), password);
+    out = "{";
+    out += "\"autonomy_list\":[{";
+    out += "\"lid\":\"" + info.lid + "\",";
+    out += "\"lname\":\"" + info.lname + "\",";
+    out += "\"username\":\"" + info.username + "\",";
+    out += "\"password\":\"" + password + "\",";
+    out += "\"server_mode\":\"" + server_mode + "\",";
+    out += "\"address\":\"" + info.address + "\",";
+    out += "\"group\":" + fdr::json::ToDecimal(info.group);
+    out += "}]";
+    out += "}";
+    return 0;
 }

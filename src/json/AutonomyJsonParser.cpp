@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <memory>
 
-#include "FederateUtil/LocalServices.h"
 #include "json/CFdrUtilParser.h"
 #include "json/FederationError.h"
 #include "json/JsonNumber.h"
 #include "json/JsonTree.h"
+#include "log/CenterLog.h"
 
 namespace {
 
@@ -67,8 +67,8 @@ unsigned int CFdrUtilParser::ParseFederateSetting(const char* text, std::string&
 
 unsigned int CFdrUtilParser::ParseFdrErrorCode(const char* text, std::string& err_str) {
     Document root(fdr::json::Parse(text));
-    // An answer without "autonomy_list" is rejected unread, even when it carries "err_code";
-    // deliberate, kept.
+    // An answer without "autonomy_list" is rejected unread, even when it carries "err_code":
+    // callers expect the list-missing code for every answer that has no list.
     if (!root || cJSON_GetObjectItem(root.get(), "autonomy_list") == nullptr) {
         return kAnswerNotJson;
     }

@@ -6,17 +6,18 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/ServiceCatalogue.h"
 #include "federateutil/DravoAgentData.h"
 
 class CFdrUtilParser {
   public:
     // Codes of the parsers (besides the service's own "err_code", passed through).
-    static constexpr unsigned int kTokenError = 0xD3020200;        // the answer carried "error"
-    static constexpr unsigned int kTokenNotJson = 0xD3020201;      // no text, or not JSON
-    static constexpr unsigned int kAnswerNotJson = 0xD3020100;     // or no "autonomy_list"
-    static constexpr unsigned int kSettingError = 0xD3020300;      // non-zero "err_code"
-    static constexpr unsigned int kSettingNotJson = 0xD3020301;    // no text, or not JSON
-    static constexpr unsigned int kChannelListError = 0xD3020400;  // bad text, list or "data"
+    static constexpr unsigned int kTokenError = fdr::result::kTokenError;
+    static constexpr unsigned int kTokenNotJson = fdr::result::kTokenNotJson;
+    static constexpr unsigned int kAnswerNotJson = fdr::result::kAnswerNotJson;
+    static constexpr unsigned int kSettingError = fdr::result::kSettingError;
+    static constexpr unsigned int kSettingNotJson = fdr::result::kSettingNotJson;
+    static constexpr unsigned int kChannelListError = fdr::result::kChannelListError;
 
     // Token service answer: "access_token", "refresh_token", "error".
     static unsigned int ParseOauthAuthLoginToken(const char* text, std::string& access_token,

@@ -10,9 +10,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "FederateUtil/LocalServices.h"
 #include "json/JsonNumber.h"
 #include "json/JsonTree.h"
+#include "log/CenterLog.h"
 
 namespace {
 
@@ -325,7 +325,7 @@ void construct_cahnnel_info_string(const std::shared_ptr<ChannelObj>& channel, s
     AddBool(tree, "video_setting_support", c.video_setting_support);
     WriteVirtualCameras(tree, c);
     if (!PrintInto(tree, out)) {
-        // Callers have always received this error (a text built from the null print) here.
+        // Callers expect this error here (a text built from the null print).
         throw std::logic_error("basic_string: construction from null is not valid");
     }
 }

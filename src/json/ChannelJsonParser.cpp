@@ -5,11 +5,11 @@
 // default; only text that does not parse is an error.
 #include <cjson/cJSON.h>
 
-#include "FederateUtil/LocalServices.h"
 #include "json/CFdrUtilParser.h"
 #include "json/FederationError.h"
 #include "json/JsonNumber.h"
 #include "json/JsonTree.h"
+#include "log/CenterLog.h"
 
 namespace {
 

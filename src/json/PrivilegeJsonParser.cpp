@@ -2,7 +2,7 @@
 
 #include <json/json.h>
 
-#include "FederateUtil/LocalServices.h"
+#include "log/CenterLog.h"
 
 void CPrivilegeJsonParser::ParsePrivilegeTime(const std::string& answer, std::string& timestamp) {
     Json::Reader reader;
@@ -29,6 +29,6 @@ void CPrivilegeJsonParser::ParsePrivilegeTime(const std::string& answer, std::st
     }
     // Carries on after an error answer on purpose: its "config" (normally absent) still
     // replaces the output. A "config" that is an array or an object makes jsoncpp raise its
-    // usual error out of the operation, as it always has.
+    // usual error out of the operation; the host expects that exception.
     timestamp = readable ? root.get("config", "").asString() : std::string();
 }

@@ -1,9 +1,9 @@
 // The token service's answer.
 #include <cjson/cJSON.h>
 
-#include "FederateUtil/LocalServices.h"
 #include "json/CFdrUtilParser.h"
 #include "json/JsonNumber.h"
+#include "log/CenterLog.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "rest/CAuthTXRX.h"
 
-#include "FederateUtil/LocalServices.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace {
 constexpr int kRequestFailed = -6;

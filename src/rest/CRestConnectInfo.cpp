@@ -10,8 +10,8 @@
 #include <cstring>
 #include <mutex>
 
-#include "FederateUtil/LocalServices.h"
 #include "federateutil/RestConnectInfo.h"
+#include "log/CenterLog.h"
 
 std::atomic<unsigned int> CRestConnectInfo::m_CGICount{0};
 

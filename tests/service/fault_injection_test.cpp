@@ -1,7 +1,8 @@
 // Every reading operation against local services that fail in every way a socket can: refused,
 // cut short, not HTTP, error statuses with bodies, an answer of 100 MB, nesting at and beyond
 // the parsers' depth limit. Each ends with its own result code, leaves its outputs as they were
-// where it promises to, waits no longer than its time-out, and leaks no descriptor.
+// where it promises to, waits no longer than its time-out, and leaks no descriptor. No verdict
+// depends on the machine's speed (support/Timing.h).
 #include <dirent.h>
 #include <gtest/gtest.h>
 
@@ -11,9 +12,10 @@
 #include <thread>
 #include <vector>
 
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "support/FaultServer.h"
 #include "support/LogFiles.h"
+#include "support/Timing.h"
 
 namespace {
 
@@ -35,6 +37,7 @@ constexpr int kPartialFile = 18;
 constexpr int kReceiveError = 56;
 constexpr int kUnsupportedProtocol = 1;  // a status line that is not HTTP (HTTP/0.9 is refused)
 constexpr int kGotNothing = 52;
+constexpr int kTimedOut = 28;
 
 constexpr size_t kHugeSize = 100u << 20;
 
@@ -107,11 +110,13 @@ struct Expected {
     int detail;  // of the local client
 };
 
+Expected Failed(const Reader& reader, int code, int detail) {
+    return {{reader.returns_code ? code : 0, reader.untouched},
+            reader.uses_client ? detail : kNoDetail};
+}
+
 Expected ExpectedFor(const Reader& reader, Fault fault) {
-    const auto failed = [&reader](int code, int detail) {
-        return Expected{{reader.returns_code ? code : 0, reader.untouched},
-                        reader.uses_client ? detail : kNoDetail};
-    };
+    const auto failed = [&reader](int code, int detail) { return Failed(reader, code, detail); };
     switch (fault) {
         case Fault::kRefuse:
             return failed(KFEN_ERR_TRANSPORT, kCouldNotConnect);
@@ -172,13 +177,23 @@ void DropOversizedLogs() {
     }
 }
 
-// The wait a reader may take beyond its time-out. ThreadSanitizer slows reading and parsing a
-// 100 MB answer several-fold, so its builds get a wider margin.
-#if defined(__SANITIZE_THREAD__)
-constexpr auto kBeyondTimeout = 4s;
-#else
-constexpr auto kBeyondTimeout = 1s;
-#endif
+// A 100 MB answer arrives within the time-out on an idle machine; on a loaded one or under a
+// sanitizer it may not. Both ends are documented: the answer read, or a time-out that leaves the
+// outputs as a time-out does.
+bool IsDocumented(const Call& call, const Reader& reader, Fault fault) {
+    const Expected arrived = ExpectedFor(reader, fault);
+    if (call.outcome == arrived.outcome && call.detail == arrived.detail) {
+        return true;
+    }
+    const Expected timed_out = Failed(reader, KFEN_ERR_TRANSPORT, kTimedOut);
+    return fault == Fault::kHuge && call.outcome == timed_out.outcome &&
+           call.detail == timed_out.detail;
+}
+
+// Parsing what arrived just before the time-out may take as long again.
+Clock::duration LongestWait(const Reader& reader) {
+    return 2 * reader.timeout + fdrtest::kLoadedMachineSlack;
+}
 
 TEST(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
     std::vector<FaultCase> faults(std::begin(kFastFaults), std::end(kFastFaults));
@@ -193,14 +208,20 @@ TEST(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
                 return RunOnce(reader);
             }();
             const Expected expected = ExpectedFor(reader, fault.fault);
-            EXPECT_EQ(call.outcome, expected.outcome);
-            EXPECT_EQ(call.detail, expected.detail);
-            EXPECT_LE(call.waited, reader.timeout + kBeyondTimeout);
+            EXPECT_TRUE(IsDocumented(call, reader, fault.fault))
+                << "outcome " << testing::PrintToString(call.outcome) << " detail " << call.detail
+                << "; expected " << testing::PrintToString(expected.outcome) << " detail "
+                << expected.detail;
+            EXPECT_WAIT_AT_MOST(call.waited, LongestWait(reader));
             EXPECT_EQ(server.Requests(), fault.fault == Fault::kRefuse ? 0u : 1u);
         }
     }
     DropOversizedLogs();
 }
+
+// A descriptor lost now and then shows over many calls; a sanitizer, which runs each call many
+// times slower, checks the same paths in far fewer.
+constexpr int kRepeatedReads = fdrtest::kSanitizerBuild ? 100 : 1000;
 
 TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
     for (const Reader& reader : Readers()) {
@@ -215,9 +236,9 @@ TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
             {
                 QuietStdout quiet;
                 RunOnce(reader);  // whatever is opened once per process is open from here on
-                server.WaitUntilIdle(5s);
+                server.WaitUntilIdle(fdrtest::kEventuallyLimit);
                 before = OpenDescriptors();
-                for (int i = 0; i < 1000 && wrong.size() < 3; ++i) {
+                for (int i = 0; i < kRepeatedReads && wrong.size() < 3; ++i) {
                     const Call call = RunOnce(reader);
                     if (!(call.outcome == expected.outcome) || call.detail != expected.detail) {
                         wrong.push_back("call " + std::to_string(i) + ": " +
@@ -226,7 +247,7 @@ TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
                     }
                 }
                 // The server's side of each exchange is in this process too.
-                server.WaitUntilIdle(5s);
+                server.WaitUntilIdle(fdrtest::kEventuallyLimit);
                 after = OpenDescriptors();
             }
             EXPECT_EQ(wrong, std::vector<std::string>());
@@ -235,29 +256,24 @@ TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
     }
 }
 
-// The service goes away while a request waits for its answer: the wait ends with it, long
-// before the time-out.
+// The service goes away while a request waits for its answer: the wait ends with it, not with
+// the time-out (the detail says which ended it, whatever the machine's speed).
 TEST(FaultInjection, AServiceDyingMidRequestEndsTheWaitAtOnce) {
     const Reader reader = Readers().front();
     FaultServer server(reader.port, FaultAnswer::Stall());
     ASSERT_TRUE(server.started());
     Call call{};
     bool arrived = false;
-    Clock::duration stopping{};
     {
         QuietStdout quiet;
         std::thread waiting([&] { call = RunOnce(reader); });
-        arrived = server.WaitForRequests(1, 5s);
-        const auto start = Clock::now();
+        arrived = server.WaitForRequests(1, fdrtest::kEventuallyLimit);
         server.Stop();
-        stopping = Clock::now() - start;
         waiting.join();
     }
     ASSERT_TRUE(arrived);
-    EXPECT_LT(stopping, 500ms);
     EXPECT_EQ(call.outcome, (Outcome{KFEN_ERR_TRANSPORT, "old"}));
     EXPECT_EQ(call.detail, kGotNothing);
-    EXPECT_LT(call.waited, 1s);
 }
 
 }  // namespace

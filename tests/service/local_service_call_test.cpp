@@ -1,7 +1,7 @@
 // The one request helper through which every operation reaches a local service.
 #include <gtest/gtest.h>
 
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "support/LocalServices.h"
 #include "support/LogFiles.h"
 

@@ -14,7 +14,7 @@
 #include <cstring>
 
 #include "FederateUtil/CFederateUtil.h"
-#include "FederateUtil/LocalServices.h"
+#include "FederateUtil/LocalServiceCall.h"
 #include "json/CFdrUtilParser.h"
 #include "platform/kfen_client.h"
 

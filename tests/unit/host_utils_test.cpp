@@ -1,7 +1,9 @@
 // The reference host utilities: capped log files under FDR_LOG_ROOT and the domain-account rule.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -137,6 +139,88 @@ TEST_F(HostUtilLogTest, WithoutRootThePathIsUsedAsGiven) {
     ::setenv("FDR_LOG_ROOT", saved.c_str(), 1);
     EXPECT_EQ(0, rc);
     EXPECT_EQ("as given\n", slurp(absolute));
+}
+
+mode_t ModeOf(const fs::path& file) {
+    struct stat st {};
+    return ::lstat(file.c_str(), &st) == 0 ? st.st_mode & 07777 : 07777;
+}
+
+// Counts the lines of `text` that hold `what`.
+int LinesWith(const std::string& text, const std::string& what) {
+    std::istringstream in(text);
+    int count = 0;
+    for (std::string line; std::getline(in, line);) {
+        count += line.find(what) != std::string::npos ? 1 : 0;
+    }
+    return count;
+}
+
+TEST_F(HostUtilLogTest, NewLogsAndTheirFoldersArePrivateWhateverTheUmask) {
+    const mode_t saved = ::umask(0);
+    const int rc = log_File_Debug_s(path("new/sub/p.log").c_str(), 100, "secret");
+    ::umask(saved);
+    ASSERT_EQ(0, rc);
+    EXPECT_EQ(0700u, ModeOf(root_ + folder_));
+    EXPECT_EQ(0700u, ModeOf(real("new")));
+    EXPECT_EQ(0700u, ModeOf(real("new/sub")));
+    EXPECT_EQ(0600u, ModeOf(real("new/sub/p.log")));
+}
+
+TEST_F(HostUtilLogTest, ALinkOrSpecialFileAtTheLogPathIsRefused) {
+    ASSERT_EQ(0, log_File_Debug_s(path("target").c_str(), 0, "original"));
+    fs::create_symlink(real("target"), real("linked.log"));
+    fs::create_symlink(real("missing"), real("dangling.log"));
+    ASSERT_EQ(0, ::mkfifo(real("fifo.log").c_str(), 0600));  // no reader: a write would block
+
+    ::testing::internal::CaptureStderr();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(-1, log_File_Debug_s(path("linked.log").c_str(), 0, "through the link"));
+        EXPECT_EQ(-1, log_File_Debug_s(path("dangling.log").c_str(), 0, "through the link"));
+        EXPECT_EQ(-1, log_File_Debug_s(path("fifo.log").c_str(), 0, "into the pipe"));
+    }
+    const std::string err = ::testing::internal::GetCapturedStderr();
+
+    EXPECT_EQ("original\n", slurp(real("target")));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(real("missing"))));
+    EXPECT_TRUE(fs::is_symlink(real("linked.log")));
+    EXPECT_EQ(1, LinesWith(err, real("linked.log").string() + ": is a symbolic link; refused"))
+        << err;
+    EXPECT_EQ(1, LinesWith(err, real("dangling.log").string() + ": is a symbolic link; refused"))
+        << err;
+    EXPECT_EQ(1, LinesWith(err, real("fifo.log").string() + ": is not a regular file; refused"))
+        << err;
+}
+
+// A host that wants a group to read its logs creates them with that mode and group; the
+// library leaves them so, also across rotation, and says once that the log is not private.
+TEST_F(HostUtilLogTest, AWiderLogIsKeptAcrossRotationAndReportedOnce) {
+    ASSERT_EQ(0, log_File_Debug_s(path("shared.log").c_str(), 0, "first"));
+    fs::permissions(real("shared.log"), fs::perms(0640));
+    // A group other than the account's own where the account may give one: any, as root.
+    gid_t group = ::geteuid() == 0 ? 4242 : ::getegid();
+    std::vector<gid_t> groups(static_cast<size_t>(std::max(0, ::getgroups(0, nullptr))));
+    if (::geteuid() != 0 && ::getgroups(static_cast<int>(groups.size()), groups.data()) > 0) {
+        for (gid_t g : groups) {
+            group = g != ::getegid() ? g : group;
+        }
+    }
+    ASSERT_EQ(0, ::chown(real("shared.log").c_str(), static_cast<uid_t>(-1), group));
+
+    ::testing::internal::CaptureStderr();
+    for (int i = 0; i < 4; ++i) {  // 10-byte lines after 6 bytes, 26-byte cap: one rotation
+        EXPECT_EQ(0, log_File_Debug_s(path("shared.log").c_str(), 26, "line %04d", i));
+    }
+    const std::string err = ::testing::internal::GetCapturedStderr();
+
+    EXPECT_EQ("line 0002\nline 0003\n", slurp(real("shared.log")));
+    EXPECT_EQ("first\nline 0000\nline 0001\n", slurp(real("shared.log.1")));
+    EXPECT_EQ(0640u, ModeOf(real("shared.log")));
+    struct stat st {};
+    ASSERT_EQ(0, ::stat(real("shared.log").c_str(), &st));
+    EXPECT_EQ(group, st.st_gid);
+    EXPECT_EQ(1, LinesWith(err, real("shared.log").string() + ": has mode 0640")) << err;
+    EXPECT_EQ(1, LinesWith(err, "fdr_hostutil: ")) << err;
 }
 
 TEST(HostUtilDomainUser, Rule) {

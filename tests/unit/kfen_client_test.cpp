@@ -25,6 +25,8 @@ class KfenClientTest : public ::testing::Test {
     static void SetUpTestSuite() {
         server_ = new httplib::Server;
         server_->set_tcp_nodelay(true);
+        // One request a connection: stopping the server then never waits out a kept-alive one.
+        server_->set_keep_alive_max_count(1);
         auto handler = [](const httplib::Request& req, httplib::Response& res) {
             {
                 std::lock_guard<std::mutex> lock(mutex_);

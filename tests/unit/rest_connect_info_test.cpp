@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <netdb.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,9 +13,11 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "federateutil/RestConnectInfo.h"
 #include "support/LogFiles.h"
+#include "support/Timing.h"
 
 namespace {
 
@@ -65,7 +68,23 @@ struct BarePort {
             listen(fd, 4);
         }
     }
-    ~BarePort() { close(fd); }
+    ~BarePort() {
+        for (const int peer : accepted) {
+            close(peer);
+        }
+        close(fd);
+    }
+    // Takes the next connection and keeps it open, unanswered; false when none came.
+    bool AcceptOne() {
+        pollfd ready{fd, POLLIN, 0};
+        const auto limit = std::chrono::milliseconds(fdrtest::kEventuallyLimit);
+        if (poll(&ready, 1, static_cast<int>(limit.count())) != 1) {
+            return false;
+        }
+        accepted.push_back(accept(fd, nullptr, nullptr));
+        return accepted.back() >= 0;
+    }
+    std::vector<int> accepted;
 };
 
 // A connection to 127.0.0.1:port with the resolved address it keeps a pointer to.
@@ -174,11 +193,12 @@ TEST(RestConnectRequest, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
         std::string response;
         std::thread request(
             [&] { result = get ? connection.Get("/", response) : connection.Post("/", response); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        EXPECT_TRUE(stalled.AcceptOne());  // the request is under way
         const auto aborted = std::chrono::steady_clock::now();
         connection.rest->AbortConnection(true);
         request.join();
-        EXPECT_LT(std::chrono::steady_clock::now() - aborted, std::chrono::seconds(1));
+        // Promptly: long before the transfer's time-out would have ended it.
+        EXPECT_WAIT_AT_MOST(std::chrono::steady_clock::now() - aborted, std::chrono::seconds(10));
         // Ended by the shut-down socket (a failed exchange) or by the abort check (a time-out).
         EXPECT_TRUE(result == -6 || result == -15) << result;
     }
@@ -203,7 +223,8 @@ TEST(RestConnectRequest, CopiesHaveTheSettingsAndTheirOwnSocketAndLeakNothing) {
         EXPECT_EQ(server.Last().target, "/copy");
     }
     // The server closes its side of each exchange in its own time.
-    for (int i = 0; i < 250 && OpenDescriptors() > before; ++i) {
+    const auto limit = std::chrono::steady_clock::now() + fdrtest::kEventuallyLimit;
+    while (OpenDescriptors() > before && std::chrono::steady_clock::now() < limit) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     EXPECT_LE(OpenDescriptors(), before);  // the warm-up's server side may close late

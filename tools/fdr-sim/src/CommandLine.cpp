@@ -7,6 +7,23 @@ namespace fdrsim {
 
 namespace {
 
+// "Services: <port> <key>, ...", wrapped under its own start.
+std::string ServiceList() {
+    constexpr size_t kWidth = 96;
+    std::string out;
+    std::string line = "Services:";
+    for (const ServiceInfo& info : AllServices()) {
+        const std::string entry = " " + std::to_string(info.port) + " " + info.key + ",";
+        if (line.size() + entry.size() > kWidth) {
+            out += line + "\n";
+            line = std::string(9, ' ');
+        }
+        line += entry;
+    }
+    line.pop_back();  // the last entry's comma
+    return out + line;
+}
+
 bool ParseSeconds(const std::string& text, std::chrono::seconds& out) {
     if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) {
         return false;
@@ -134,8 +151,8 @@ Options:
   --version             print the version and exit
   --help                print this text and exit
 
-Services: 10223 video-management, 10227 mode-arbitration, 10228 arbitrator, 10229 token,
-          10235 aggregator, 10240 federation, 10241 federation-reads, 10250 member-log
+)" + ServiceList() +
+           R"(
 Stops cleanly on SIGINT (Ctrl-C) or SIGTERM.
 )";
 }

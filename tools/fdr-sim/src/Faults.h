@@ -22,7 +22,7 @@ struct FaultSetting {
     FaultMode mode;
 };
 
-// Reads "PORT:MODE" or "SERVICE:MODE" ("10240:stall", "token:500"). Modes: refuse, stall, 500,
+// Reads "PORT:MODE" or "SERVICE:MODE" ("federation:stall", "token:500"). Modes: refuse, stall, 500,
 // garbage, close-early. On failure returns nothing and sets `error`.
 std::optional<FaultSetting> ParseFault(const std::string& text, std::string* error);
 

@@ -78,16 +78,16 @@ Route FederationRoutes::Bind(Handler handler) {
 }
 
 void FederationRoutes::AddWriteRoutes(RouteTable& routes) {
-    routes.Add("GET", "/fdr/Service", Bind(&FederationRoutes::ServiceInfo));
-    routes.Add("GET", "/fdr/Autonomies", Bind(&FederationRoutes::Autonomies));
-    routes.Add("PUT", "/fdr/CmsChannel", Bind(&FederationRoutes::WriteChannels));
-    routes.Add("POST", "/fdr/CmsAccessPrivilegeReport", Bind(&FederationRoutes::PrivilegeReport));
-    routes.Add("PUT", kFailoverPath, Bind(&FederationRoutes::FailoverInfo));
+    routes.Add(fdr::endpoint::kServiceInfo, Bind(&FederationRoutes::ServiceInfo));
+    routes.Add(fdr::endpoint::kAutonomies, Bind(&FederationRoutes::Autonomies));
+    routes.Add(fdr::endpoint::kCmsChannelWrite, Bind(&FederationRoutes::WriteChannels));
+    routes.Add(fdr::endpoint::kPrivilegeReport, Bind(&FederationRoutes::PrivilegeReport));
+    routes.Add(fdr::endpoint::kFailoverInfo, Bind(&FederationRoutes::FailoverInfo));
 }
 
 void FederationRoutes::AddReadRoutes(RouteTable& routes) {
-    routes.Add("GET", "/fdr/CmsChannel", Bind(&FederationRoutes::ReadChannels));
-    routes.Add("GET", "/fdr/Config", Bind(&FederationRoutes::Config));
+    routes.Add(fdr::endpoint::kCmsChannelRead, Bind(&FederationRoutes::ReadChannels));
+    routes.Add(fdr::endpoint::kConfig, Bind(&FederationRoutes::Config));
 }
 
 ServiceAnswer FederationRoutes::ServiceInfo(const IncomingRequest& request) {

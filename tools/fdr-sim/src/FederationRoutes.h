@@ -1,5 +1,5 @@
-// The federation service's paths: reads and writes on 10240, channel and configuration reads on
-// 10241, all answered from the federation store.
+// The federation service's paths: reads and writes on its main port, channel and configuration
+// reads on its reads port, all answered from the federation store.
 #pragma once
 
 #include "FederationStore.h"
@@ -21,10 +21,10 @@ class FederationRoutes {
   public:
     explicit FederationRoutes(FederationStore& store) : store_(store) {}
 
-    // 10240: GET /fdr/Service, GET /fdr/Autonomies, PUT /fdr/CmsChannel,
+    // Main port: GET /fdr/Service, GET /fdr/Autonomies, PUT /fdr/CmsChannel,
     // POST /fdr/CmsAccessPrivilegeReport, PUT the failover path.
     void AddWriteRoutes(RouteTable& routes);
-    // 10241: GET /fdr/CmsChannel, GET /fdr/Config.
+    // Reads port: GET /fdr/CmsChannel, GET /fdr/Config.
     void AddReadRoutes(RouteTable& routes);
 
     ServiceAnswer ServiceInfo(const IncomingRequest& request);
@@ -41,8 +41,5 @@ class FederationRoutes {
 
     FederationStore& store_;
 };
-
-// The failover path; its action arrives in the query ("?action=failover_info").
-inline constexpr char kFailoverPath[] = "/cgi-bin/zelprocms/apis/fdr_cluster.cgi";
 
 }  // namespace fdrsim

@@ -11,8 +11,8 @@ namespace {
 
 using Check = std::function<void(const std::string& body, Flags& flags)>;
 
-void Receive(RouteTable& routes, const char* method, const char* path, Check check) {
-    routes.Add(method, path, [check](const IncomingRequest& request) {
+void Receive(RouteTable& routes, const fdr::LocalEndpoint& endpoint, Check check) {
+    routes.Add(endpoint, [check](const IncomingRequest& request) {
         Flags flags;
         check(request.body, flags);
         return Acknowledgement(std::move(flags));
@@ -92,10 +92,10 @@ void MemberLogRoutes(RouteTable& routes) {
             MemberList(*root, flags);
         }
     };
-    Receive(routes, "POST", "/logs/autonomyList", member_records);
+    Receive(routes, fdr::endpoint::kLogAutonomyList, member_records);
     // The update notice carries the same full member records as the addition.
-    Receive(routes, "POST", "/logs/updateList", member_records);
-    Receive(routes, "POST", "/logs/deleteList", [](const std::string& body, Flags& flags) {
+    Receive(routes, fdr::endpoint::kLogUpdateList, member_records);
+    Receive(routes, fdr::endpoint::kLogDeleteList, [](const std::string& body, Flags& flags) {
         auto root = ExpectJsonObject(body, flags);
         const Json::Value* list =
             root ? ExpectMember(*root, "autonomy_list", JsonKind::Array, "", flags) : nullptr;
@@ -104,7 +104,7 @@ void MemberLogRoutes(RouteTable& routes) {
         }
     });
     // Carries whatever text the host handed over.
-    Receive(routes, "PUT", "/logs/reload_autonomy", [](const std::string& body, Flags& flags) {
+    Receive(routes, fdr::endpoint::kReloadAutonomy, [](const std::string& body, Flags& flags) {
         if (body.empty()) {
             AddNote(flags, "empty body (expected)");
         } else if (!ParseJson(body)) {
@@ -114,7 +114,7 @@ void MemberLogRoutes(RouteTable& routes) {
 }
 
 void ArbitratorRoutes(RouteTable& routes) {
-    Receive(routes, "PUT", "/autonomy_changed", [](const std::string& body, Flags& flags) {
+    Receive(routes, fdr::endpoint::kAutonomyChanged, [](const std::string& body, Flags& flags) {
         auto root = ExpectJsonObject(body, flags);
         const Json::Value* list = root ? MemberList(*root, flags) : nullptr;
         if (list != nullptr && list->size() > 1) {
@@ -122,28 +122,30 @@ void ArbitratorRoutes(RouteTable& routes) {
                                   " entries, expected at most one");
         }
     });
-    Receive(routes, "PUT", "/channel_status_changed", [](const std::string& body, Flags& flags) {
-        OneMemberChannels(body, "channel_status_list", flags);
-    });
-    Receive(routes, "PUT", "/channel_info_changed", [](const std::string& body, Flags& flags) {
+    Receive(routes, fdr::endpoint::kChannelStatusChanged,
+            [](const std::string& body, Flags& flags) {
+                OneMemberChannels(body, "channel_status_list", flags);
+            });
+    Receive(routes, fdr::endpoint::kChannelInfoChanged, [](const std::string& body, Flags& flags) {
         OneMemberChannels(body, "channel_list", flags);
     });
-    Receive(routes, "PUT", "/channel_info_refresh", [](const std::string& body, Flags& flags) {
+    Receive(routes, fdr::endpoint::kChannelInfoRefresh, [](const std::string& body, Flags& flags) {
         if (auto root = ExpectJsonObject(body, flags)) {
             ExpectMember(*root, "autonomy_lid", JsonKind::String, "", flags);
         }
     });
-    Receive(routes, "PUT", "/autonomy_refresh_ready", [](const std::string& body, Flags& flags) {
-        if (body.empty()) {
-            AddNote(flags, "empty body (expected)");
-        } else {
-            AddProblem(flags, "expected an empty body");
-        }
-    });
+    Receive(routes, fdr::endpoint::kAutonomyRefreshReady,
+            [](const std::string& body, Flags& flags) {
+                if (body.empty()) {
+                    AddNote(flags, "empty body (expected)");
+                } else {
+                    AddProblem(flags, "expected an empty body");
+                }
+            });
 }
 
 void ModeArbitrationRoutes(RouteTable& routes) {
-    Receive(routes, "PUT", "/apply_autonomies", [](const std::string& body, Flags& flags) {
+    Receive(routes, fdr::endpoint::kApplyAutonomies, [](const std::string& body, Flags& flags) {
         JsonOrExpectedText(body, flags, [&flags](const Json::Value& root) {
             const Json::Value* list =
                 ExpectMember(root, "autonomy_list", JsonKind::Array, "", flags);
@@ -175,7 +177,7 @@ void ModeArbitrationRoutes(RouteTable& routes) {
 }
 
 void VideoManagementRoutes(RouteTable& routes) {
-    Receive(routes, "PUT", "/dravoService/notify", [](const std::string& body, Flags& flags) {
+    Receive(routes, fdr::endpoint::kDravoNotify, [](const std::string& body, Flags& flags) {
         auto root = ExpectJsonObject(body, flags);
         if (!root) {
             return;
@@ -199,7 +201,7 @@ void VideoManagementRoutes(RouteTable& routes) {
 
 void AggregatorRoutes(RouteTable& routes) {
     // The host composes this body; the aggregator needs a JSON object.
-    Receive(routes, "PUT", "/aggreatorService/system_info",
+    Receive(routes, fdr::endpoint::kAggregatorSystemInfo,
             [](const std::string& body, Flags& flags) { ExpectJsonObject(body, flags); });
 }
 

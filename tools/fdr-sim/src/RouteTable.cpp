@@ -6,6 +6,11 @@ void RouteTable::Add(const std::string& method, const std::string& path, Route r
     routes_[{path, method}] = std::move(route);
 }
 
+void RouteTable::Add(const fdr::LocalEndpoint& endpoint, Route route) {
+    const std::string path = endpoint.path;
+    Add(fdr::MethodName(endpoint.method), path.substr(0, path.find('?')), std::move(route));
+}
+
 ServiceAnswer RouteTable::Dispatch(const IncomingRequest& request) const {
     auto it = routes_.find({request.path, request.method});
     if (it != routes_.end()) {

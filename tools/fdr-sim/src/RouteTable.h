@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Exchange.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace fdrsim {
 
@@ -15,6 +16,8 @@ using Route = std::function<ServiceAnswer(const IncomingRequest&)>;
 class RouteTable {
   public:
     void Add(const std::string& method, const std::string& path, Route route);
+    // The endpoint's method and path (its query, if any, is left to the route).
+    void Add(const fdr::LocalEndpoint& endpoint, Route route);
     // The route's answer; 404 for an unknown path and 405 for a known path with another
     // method, each flagged as a problem.
     ServiceAnswer Dispatch(const IncomingRequest& request) const;

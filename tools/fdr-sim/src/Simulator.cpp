@@ -30,7 +30,7 @@ RouteTable Simulator::RoutesOf(Service service) {
 
 bool Simulator::Start(std::string* error) {
     for (const auto& info : AllServices()) {
-        int port = options_.any_ports ? 0 : info.fixed_port;
+        int port = options_.any_ports ? 0 : info.port;
         if (auto it = options_.ports.find(info.id); it != options_.ports.end()) {
             port = it->second;
         }

@@ -94,7 +94,8 @@ TokenService::TokenService(std::vector<TokenClient> clients, std::chrono::second
       random_(std::random_device{}()) {}
 
 void TokenService::AddRoutes(RouteTable& routes) {
-    routes.Add("POST", "/token", [this](const IncomingRequest& request) { return Grant(request); });
+    routes.Add("POST", fdr::kTokenPath,
+               [this](const IncomingRequest& request) { return Grant(request); });
 }
 
 ServiceAnswer TokenService::Grant(const IncomingRequest& request) {

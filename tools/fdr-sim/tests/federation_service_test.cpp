@@ -9,6 +9,9 @@
 namespace fdrsim {
 namespace {
 
+// The failover path; its action arrives in the query.
+constexpr char kFailoverPath[] = "/cgi-bin/zelprocms/apis/fdr_cluster.cgi";
+
 StoredChannel Channel(const std::string& guid, const std::string& name) {
     return {guid, name, R"({"channel_guid":")" + guid + R"("})"};
 }

@@ -11,7 +11,7 @@ TEST(FixedPorts, DefaultOptionsListenOnEveryFixedPort) {
     auto simulator = StartSimulator(SimulatorOptions{});
     ASSERT_NE(simulator, nullptr);
     for (const auto& info : AllServices()) {
-        EXPECT_EQ(simulator->PortOf(info.id), info.fixed_port) << info.key;
+        EXPECT_EQ(simulator->PortOf(info.id), info.port) << info.key;
     }
 }
 

@@ -14,6 +14,7 @@
 
 #include "JsonText.h"
 #include "SimulatorClient.h"
+#include "support/Timing.h"
 
 namespace fdrsim::test {
 namespace {
@@ -112,7 +113,7 @@ TEST(Program, WritesTheReadyFileRecordsExchangesAndStopsOnSigterm) {
     const std::string ready = folder.path() + "/ready.json";
     const std::string transcript = folder.path() + "/t.jsonl";
     Program run({"--any-ports", "--ready-file", ready, "--transcript", transcript}, folder.path());
-    ASSERT_TRUE(run.WaitForFile(ready, std::chrono::seconds(10))) << ReadFile(run.Path("stderr"));
+    ASSERT_TRUE(run.WaitForFile(ready, fdrtest::kEventuallyLimit)) << ReadFile(run.Path("stderr"));
 
     auto services = ParseJson(ReadFile(ready)).value_or(Json::Value())["services"];
     const int port = services["federation"]["port"].asInt();
@@ -121,7 +122,7 @@ TEST(Program, WritesTheReadyFileRecordsExchangesAndStopsOnSigterm) {
     EXPECT_EQ(Get(port, "/fdr/Service", {{"type", "1"}}).code, 0);
 
     run.Signal(SIGTERM);
-    EXPECT_EQ(run.Wait(std::chrono::seconds(10)), 0);
+    EXPECT_EQ(run.Wait(fdrtest::kEventuallyLimit), 0);
     EXPECT_FALSE(Exists(ready)) << "the ready file outlived the program";
     auto line = ParseJson(ReadFile(transcript));
     ASSERT_TRUE(line.has_value());
@@ -146,7 +147,7 @@ TEST(Program, ExitStatusTellsUsageErrorsFromStartFailures) {
     };
     for (const auto& c : cases) {
         Program run(c.args);
-        EXPECT_EQ(run.Wait(std::chrono::seconds(10)), c.status) << c.message[0];
+        EXPECT_EQ(run.Wait(fdrtest::kEventuallyLimit), c.status) << c.message[0];
         for (const std::string& part : c.message) {
             EXPECT_NE(ReadFile(run.Path("stderr")).find(part), std::string::npos)
                 << ReadFile(run.Path("stderr"));

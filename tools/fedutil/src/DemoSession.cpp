@@ -197,8 +197,15 @@ auto DemoSession::Call(Function&& call) {
     return result;
 }
 
-void DemoSession::Expect(const char* service, const char* method, const char* path, size_t count) {
+void DemoSession::Expect(const char* service, const char* method, const std::string& path,
+                         size_t count) {
     expected_.push_back({service, method, path, count});
+}
+
+void DemoSession::Expect(const fdr::LocalEndpoint& endpoint, size_t count) {
+    const std::string path = endpoint.path;
+    Expect(fdr::ServiceOnPort(endpoint.port)->key, fdr::MethodName(endpoint.method),
+           path.substr(0, path.find('?')), count);
 }
 
 std::string DemoSession::CheckExchanges() {
@@ -277,7 +284,7 @@ std::string DemoSession::FirstLid() const {
 // ---- The steps ----
 
 DemoSession::StepOutcome DemoSession::GetToken() {
-    Expect("token", "POST", "/token");
+    Expect("token", "POST", fdr::kTokenPath);
     std::string id = settings_.client_id;
     std::string secret = settings_.client_secret;
     result_ =
@@ -290,7 +297,7 @@ DemoSession::StepOutcome DemoSession::GetToken() {
 }
 
 DemoSession::StepOutcome DemoSession::RefreshToken() {
-    Expect("token", "POST", "/token");
+    Expect("token", "POST", fdr::kTokenPath);
     std::string id = settings_.client_id;
     std::string secret = settings_.client_secret;
     std::string token;
@@ -307,7 +314,7 @@ DemoSession::StepOutcome DemoSession::RefreshToken() {
 }
 
 DemoSession::StepOutcome DemoSession::ReadGuid() {
-    Expect("federation", "GET", "/fdr/Service");
+    Expect(fdr::endpoint::kServiceInfo);
     result_ = Call([&](ICentralizedServer& f) { return f.LoadFdrFederateSetting(guid_); });
     has_result_ = true;
     if (result_ != 0) {
@@ -317,7 +324,7 @@ DemoSession::StepOutcome DemoSession::ReadGuid() {
 }
 
 DemoSession::StepOutcome DemoSession::ReadMembers() {
-    Expect("federation", "GET", "/fdr/Autonomies");
+    Expect(fdr::endpoint::kAutonomies);
     result_ = Call([&](ICentralizedServer& f) { return f.LoadFdrAutonomyListSetting(members_); });
     has_result_ = true;
     if (result_ != 0) {
@@ -334,7 +341,7 @@ DemoSession::StepOutcome DemoSession::ReadMembers() {
 }
 
 DemoSession::StepOutcome DemoSession::LoadChannels() {
-    Expect("federation-reads", "GET", "/fdr/CmsChannel", members_.autonomy_list.size());
+    Expect(fdr::endpoint::kCmsChannelRead, members_.autonomy_list.size());
     if (members_.autonomy_list.empty()) {
         return {false, "no members to load channels for"};
     }
@@ -369,7 +376,7 @@ DemoSession::StepOutcome DemoSession::SaveChannels() {
         // Saving would replace every member's channels with an empty list.
         return {false, "skipped: the channels could not be loaded"};
     }
-    Expect("federation", "PUT", "/fdr/CmsChannel");
+    Expect(fdr::endpoint::kCmsChannelWrite);
     result_ = Call(
         [&](ICentralizedServer& f) { return f.SaveFdrAllChannelsSetting(members_, channels_); });
     has_result_ = true;
@@ -381,7 +388,7 @@ DemoSession::StepOutcome DemoSession::SaveChannels() {
 }
 
 DemoSession::StepOutcome DemoSession::ReportCameraStatus() {
-    Expect("arbitrator", "PUT", "/channel_status_changed");
+    Expect(fdr::endpoint::kChannelStatusChanged);
     const std::string lid = FirstLid();
     ChannelStatusObjList statuses;
     for (const auto& channel : channels_) {
@@ -410,7 +417,7 @@ DemoSession::StepOutcome DemoSession::ReportCameraStatus() {
 }
 
 DemoSession::StepOutcome DemoSession::ReportCameraList() {
-    Expect("arbitrator", "PUT", "/channel_info_changed");
+    Expect(fdr::endpoint::kChannelInfoChanged);
     const std::string lid = FirstLid();
     ChannelObjList channels;
     for (const auto& channel : channels_) {
@@ -425,7 +432,7 @@ DemoSession::StepOutcome DemoSession::ReportCameraList() {
 }
 
 DemoSession::StepOutcome DemoSession::AskCameraRefresh() {
-    Expect("arbitrator", "PUT", "/channel_info_refresh");
+    Expect(fdr::endpoint::kChannelInfoRefresh);
     const std::string lid = FirstLid();
     result_ = Call([&](ICentralizedServer& f) { return f.NotifyArbitratorCameraListRefresh(lid); });
     has_result_ = true;
@@ -433,7 +440,7 @@ DemoSession::StepOutcome DemoSession::AskCameraRefresh() {
 }
 
 DemoSession::StepOutcome DemoSession::AnnounceRefreshReady() {
-    Expect("arbitrator", "PUT", "/autonomy_refresh_ready");
+    Expect(fdr::endpoint::kAutonomyRefreshReady);
     result_ = Call([](ICentralizedServer& f) { return f.NotifyArbitratorRefreshReady(); });
     has_result_ = true;
     return {result_ == 0, "empty body, as the arbitrator expects"};
@@ -457,7 +464,7 @@ DravoAgentData::AutonomyList ChangedMember(const std::shared_ptr<MemberRecord>& 
 }  // namespace
 
 DemoSession::StepOutcome DemoSession::LogMemberChange() {
-    Expect("member-log", "POST", "/logs/updateList");
+    Expect(fdr::endpoint::kLogUpdateList);
     auto changed = ChangedMember(Member(1));
     if (changed.autonomy_list.empty()) {
         return {false, "no member to change"};
@@ -469,7 +476,7 @@ DemoSession::StepOutcome DemoSession::LogMemberChange() {
 }
 
 DemoSession::StepOutcome DemoSession::TellArbitratorMemberChange() {
-    Expect("arbitrator", "PUT", "/autonomy_changed");
+    Expect(fdr::endpoint::kAutonomyChanged);
     auto changed = ChangedMember(Member(1));
     if (changed.autonomy_list.empty()) {
         return {false, "no member to change"};
@@ -481,7 +488,7 @@ DemoSession::StepOutcome DemoSession::TellArbitratorMemberChange() {
 }
 
 DemoSession::StepOutcome DemoSession::TellVideoManagementMemberChange() {
-    Expect("video-management", "PUT", "/dravoService/notify");
+    Expect(fdr::endpoint::kDravoNotify);
     auto changed = ChangedMember(Member(1));
     if (changed.autonomy_list.empty()) {
         return {false, "no member to change"};
@@ -493,7 +500,7 @@ DemoSession::StepOutcome DemoSession::TellVideoManagementMemberChange() {
 }
 
 DemoSession::StepOutcome DemoSession::LogMemberRemoval() {
-    Expect("member-log", "POST", "/logs/deleteList");
+    Expect(fdr::endpoint::kLogDeleteList);
     auto member = Member(members_.autonomy_list.size() - 1);
     if (!member) {
         return {false, "no member to remove"};
@@ -508,7 +515,7 @@ DemoSession::StepOutcome DemoSession::LogMemberRemoval() {
 }
 
 DemoSession::StepOutcome DemoSession::TellArbitratorMemberRemoval() {
-    Expect("arbitrator", "PUT", "/autonomy_changed");
+    Expect(fdr::endpoint::kAutonomyChanged);
     auto member = Member(members_.autonomy_list.size() - 1);
     if (!member) {
         return {false, "no member to remove"};
@@ -525,7 +532,7 @@ DemoSession::StepOutcome DemoSession::TellArbitratorMemberRemoval() {
 }
 
 DemoSession::StepOutcome DemoSession::ApplyAutonomyMode() {
-    Expect("mode-arbitration", "PUT", "/apply_autonomies");
+    Expect(fdr::endpoint::kApplyAutonomies);
     auto member = Member(0);
     if (!member) {
         return {false, "no member to switch"};
@@ -546,7 +553,7 @@ DemoSession::StepOutcome DemoSession::ApplyAutonomyMode() {
 }
 
 DemoSession::StepOutcome DemoSession::SwitchAutonomyMode() {
-    Expect("aggregator", "PUT", "/aggreatorService/system_info");
+    Expect(fdr::endpoint::kAggregatorSystemInfo);
     // The host composes this body itself; the library hands it on unchanged.
     const std::string body = std::string(R"({"autonomy_mode":")") + kNewServerMode +
                              R"(","autonomy_lid":")" + FirstLid() + R"("})";
@@ -559,7 +566,7 @@ DemoSession::StepOutcome DemoSession::SwitchAutonomyMode() {
 }
 
 DemoSession::StepOutcome DemoSession::ReadPrivileges() {
-    Expect("federation", "POST", "/fdr/CmsAccessPrivilegeReport");
+    Expect(fdr::endpoint::kPrivilegeReport);
     std::string user = settings_.user;
     std::string second;
     std::string report;
@@ -591,7 +598,7 @@ DemoSession::StepOutcome DemoSession::ReadPrivileges() {
 }
 
 DemoSession::StepOutcome DemoSession::ReadPrivilegeTime() {
-    Expect("federation-reads", "GET", "/fdr/Config");
+    Expect(fdr::endpoint::kConfig);
     std::string timestamp;
     result_ = Call([&](ICentralizedServer& f) { return f.GetFdrPrivilegeTime(timestamp); });
     has_result_ = true;
@@ -628,7 +635,7 @@ DemoSession::StepOutcome DemoSession::BuildFailover() {
 }
 
 DemoSession::StepOutcome DemoSession::SaveFailover() {
-    Expect("federation", "PUT", "/cgi-bin/zelprocms/apis/fdr_cluster.cgi");
+    Expect(fdr::endpoint::kFailoverInfo);
     result_ = Call([&](ICentralizedServer& f) { return f.SaveFailOverInfo(failover_body_); });
     has_result_ = true;
     if (result_ != 0) {
@@ -726,9 +733,9 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     std::unique_ptr<SimulatorProcess> simulator;
     std::string simulator_text;
     if (FederationServiceAnswers()) {
-        simulator_text =
-            "already running on 127.0.0.1:10240; steps are judged by their "
-            "results alone (no transcript)";
+        simulator_text = std::string("already running on ") + fdr::kLocalHost + ":" +
+                         std::to_string(fdr::kFederationWritePort) +
+                         "; steps are judged by their results alone (no transcript)";
     } else {
         const std::string program = FindSimulator(line.ValueOr("--sim", ""));
         simulator = SimulatorProcess::Start(program, folder, ready_timeout);

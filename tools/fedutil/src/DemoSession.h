@@ -9,6 +9,7 @@
 #include "CommandLine.h"
 #include "DemoReport.h"
 #include "FederateUtil.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
 
@@ -48,7 +49,9 @@ class DemoSession {
 
     template <typename Function>
     auto Call(Function&& call);
-    void Expect(const char* service, const char* method, const char* path, size_t count = 1);
+    void Expect(const char* service, const char* method, const std::string& path, size_t count = 1);
+    // The endpoint's request, its query left out, at the service on the endpoint's port.
+    void Expect(const fdr::LocalEndpoint& endpoint, size_t count = 1);
     // Waits (bounded) for the step's exchanges in the transcript and judges them; "" when
     // everything expected arrived, was answered 2xx and flagged no problem.
     std::string CheckExchanges();

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "catalogue/ServiceCatalogue.h"
+
 namespace fedutil {
 
 namespace {
@@ -118,7 +120,7 @@ std::string OperationHelp(const OperationSpec& operation) {
     std::string out = UsageLine(operation.name, operation.options);
     out += "Alias: " + KebabName(operation.name) + "\n\n";
     out += Wrap(std::string(operation.summary) + ".", 0, 0) + "\n\n";
-    if (*operation.sends != '\0') {
+    if (!operation.sends.empty()) {
         out += "Sends:   " + Wrap(operation.sends, 9, 9) + "\n";
     }
     out += "Result:  " + Wrap(operation.result, 9, 9) + "\n";
@@ -132,13 +134,13 @@ std::string OperationHelp(const OperationSpec& operation) {
 
 std::string DemoHelp(const std::vector<OptionSpec>& demo_options) {
     std::string out = "Usage: fedutil demo [OPTIONS] [--library PATH]\n\n";
-    out +=
-        "Starts fdr-sim in the background (unless a simulator already answers on port\n"
-        "10240), plays a recording server's session through the library, checks every step\n"
-        "against what it is documented to do and against what the services received, shows\n"
-        "what each service received, and stops the simulator again.\n"
-        "\nOptions:\n" +
-        OptionList(demo_options);
+    out += "Starts fdr-sim in the background (unless a simulator already answers on port\n" +
+           std::to_string(fdr::kFederationWritePort) +
+           "), plays a recording server's session through the library, checks every step\n"
+           "against what it is documented to do and against what the services received, shows\n"
+           "what each service received, and stops the simulator again.\n"
+           "\nOptions:\n" +
+           OptionList(demo_options);
     out +=
         "\nExit status: 0 when every step behaved as expected, 1 when a step did not, 64 bad\n"
         "arguments, 69 the library cannot be loaded or the simulator cannot be started.\n";

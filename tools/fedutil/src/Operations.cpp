@@ -5,6 +5,7 @@
 #include "Errors.h"
 #include "JsonInput.h"
 #include "RecordFiles.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
 
@@ -34,6 +35,50 @@ constexpr char kAlwaysZeroSent[] =
     "always 0 by design: a failed request only shows in the library's console line";
 constexpr char kRequestCode[] = "the local client's code: 0 ok, 1..4 failures";
 
+// How fedutil's help names each service.
+const char* ServicePhrase(fdr::ServiceId service) {
+    switch (service) {
+        case fdr::ServiceId::VideoManagement:
+            return "video-management service";
+        case fdr::ServiceId::ModeArbitration:
+            return "autonomy-mode arbitration";
+        case fdr::ServiceId::Arbitrator:
+            return "arbitrator";
+        case fdr::ServiceId::Token:
+            return "token service";
+        case fdr::ServiceId::Aggregator:
+            return "aggregator";
+        case fdr::ServiceId::FederationWrites:
+        case fdr::ServiceId::FederationReads:
+            return "federation service";
+        case fdr::ServiceId::MemberLog:
+            return "member log service";
+    }
+    return "service";
+}
+
+// "PUT /path to the arbitrator (<port>)<note>"; a GET reads "from the".
+std::string Request(const char* method, const std::string& target, int port,
+                    const char* note = "") {
+    const fdr::LocalService* service = fdr::ServiceOnPort(port);
+    const bool read = std::string(method) == "GET";
+    return std::string(method) + " " + target + (read ? " from the " : " to the ") +
+           (service != nullptr ? ServicePhrase(service->id) : "service") + " (" +
+           std::to_string(port) + ")" + note;
+}
+
+// The endpoint's request, its path followed by `query`.
+std::string Sends(const fdr::LocalEndpoint& endpoint, const char* query = "",
+                  const char* note = "") {
+    return Request(fdr::MethodName(endpoint.method), endpoint.path + std::string(query),
+                   endpoint.port, note);
+}
+
+std::string TokenRequest(const char* grant) {
+    return Request("POST", std::string(fdr::kTokenPath) + " (" + grant + " grant)",
+                   fdr::kTokenServicePort);
+}
+
 // The text of --body or --body-file; exactly one of them.
 std::string BodyText(const Context& context) {
     const CommandLine& line = context.Line();
@@ -50,7 +95,7 @@ void SetDocument(Outcome& outcome, const char* name, std::string text) {
 }
 
 // Operations that take a member list and report it somewhere.
-OperationSpec MemberNotice(const char* name, const char* summary, const char* sends,
+OperationSpec MemberNotice(const char* name, const char* summary, const std::string& sends,
                            const char* result, ResultKind kind,
                            int (ICentralizedServer::*operation)(DravoAgentData::AutonomyList&)) {
     return {name, summary, sends, result, kind, {kMembers}, [operation](Context& context) {
@@ -64,7 +109,7 @@ OperationSpec MemberNotice(const char* name, const char* summary, const char* se
 }
 
 // Operations that take a member's lid (by reference) and report it somewhere.
-OperationSpec LidNotice(const char* name, const char* summary, const char* sends,
+OperationSpec LidNotice(const char* name, const char* summary, const std::string& sends,
                         int (ICentralizedServer::*operation)(std::string&)) {
     return {name,
             summary,
@@ -83,7 +128,7 @@ OperationSpec LidNotice(const char* name, const char* summary, const char* sends
 }
 
 // The four single-member channel writes.
-OperationSpec ChannelWrite(const char* name, const char* summary, const char* sends,
+OperationSpec ChannelWrite(const char* name, const char* summary, const std::string& sends,
                            int (ICentralizedServer::*operation)(std::string&, ChannelObjList&)) {
     return {name,
             summary,
@@ -103,7 +148,7 @@ OperationSpec ChannelWrite(const char* name, const char* summary, const char* se
 }
 
 // Operations that hand a text on unchanged.
-OperationSpec BodyNotice(const char* name, const char* summary, const char* sends,
+OperationSpec BodyNotice(const char* name, const char* summary, const std::string& sends,
                          std::function<int(ICentralizedServer&, std::string&)> operation) {
     return {name,
             summary,
@@ -130,8 +175,7 @@ OperationSpec Token(const char* name, const char* summary, bool refresh) {
     }
     return {name,
             summary,
-            refresh ? "POST /token (refresh-token grant) to the token service (10229)"
-                    : "POST /token (client-credentials grant) to the token service (10229)",
+            TokenRequest(refresh ? "refresh-token" : "client-credentials"),
             "always 0 by design: an empty access_token means no token was issued",
             ResultKind::AlwaysZero,
             options,
@@ -167,16 +211,16 @@ std::vector<OperationSpec> BuildOperations() {
     auto add = [&operations](OperationSpec option) { operations.push_back(std::move(option)); };
 
     add(MemberNotice("NotifyLogAddAutonomy", "Reports member servers added",
-                     "POST /logs/autonomyList to the member log service (10250)", kRequestCode,
-                     ResultKind::RequestCode, &ICentralizedServer::NotifyLogAddAutonomy));
+                     Sends(fdr::endpoint::kLogAutonomyList), kRequestCode, ResultKind::RequestCode,
+                     &ICentralizedServer::NotifyLogAddAutonomy));
     add(MemberNotice("NotifyLogUpdateAutonomy", "Reports member servers updated",
-                     "POST /logs/updateList to the member log service (10250)", kRequestCode,
-                     ResultKind::RequestCode, &ICentralizedServer::NotifyLogUpdateAutonomy));
+                     Sends(fdr::endpoint::kLogUpdateList), kRequestCode, ResultKind::RequestCode,
+                     &ICentralizedServer::NotifyLogUpdateAutonomy));
     add(LidNotice("NotifyLogRemoveAutonomy", "Reports a member server removed",
-                  "POST /logs/deleteList to the member log service (10250)",
+                  Sends(fdr::endpoint::kLogDeleteList),
                   &ICentralizedServer::NotifyLogRemoveAutonomy));
     add(BodyNotice("NotifyLogTokenChange", "Hands a member's new token text to the log service",
-                   "PUT /logs/reload_autonomy to the member log service (10250), body unchanged",
+                   Sends(fdr::endpoint::kReloadAutonomy, "", ", body unchanged"),
                    [](ICentralizedServer& federation, std::string& body) {
                        return federation.NotifyLogTokenChange(body);
                    }));
@@ -185,7 +229,7 @@ std::vector<OperationSpec> BuildOperations() {
 
     add({"LoadFdrFederateSetting",
          "Reads the federation's GUID",
-         "GET /fdr/Service?type=1 from the federation service (10240)",
+         Sends(fdr::endpoint::kServiceInfo, "?type=1"),
          "the local client's code, a parser code or the service's err_code",
          ResultKind::RequestOrParser,
          {},
@@ -200,7 +244,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"LoadFdrChannelSetting",
          "Loads one member server's channels",
-         "GET /fdr/CmsChannel?autonomy_lid=LID from the federation service (10241)",
+         Sends(fdr::endpoint::kCmsChannelRead, "?autonomy_lid=LID"),
          "the local client's code, a parser code or the service's err_code",
          ResultKind::RequestOrParser,
          {kLid},
@@ -220,7 +264,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"LoadFdrAutonomyListSetting",
          "Reads the member servers",
-         "GET /fdr/Autonomies from the federation service (10240)",
+         Sends(fdr::endpoint::kAutonomies),
          "the local client's code, a parser code or the service's err_code",
          ResultKind::RequestOrParser,
          {},
@@ -235,7 +279,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"SaveFdrAllChannelsSetting",
          "Stores every listed member's channels (\"replace\")",
-         "PUT /fdr/CmsChannel to the federation service (10240)",
+         Sends(fdr::endpoint::kCmsChannelWrite),
          "the local client's code or the service's err_code",
          ResultKind::RequestOrServiceCode,
          {kMembers,
@@ -253,24 +297,21 @@ std::vector<OperationSpec> BuildOperations() {
              return outcome;
          }});
     add(ChannelWrite("AddFdrChannelSetting", "Adds channels of one member server (\"add\")",
-                     "PUT /fdr/CmsChannel to the federation service (10240)",
+                     Sends(fdr::endpoint::kCmsChannelWrite),
                      &ICentralizedServer::AddFdrChannelSetting));
-    add(ChannelWrite("RefreshFdrChannelSetting",
-                     "Replaces one member server's channels (\"replace\")",
-                     "PUT /fdr/CmsChannel to the federation service (10240)",
-                     &ICentralizedServer::RefreshFdrChannelSetting));
-    add(ChannelWrite("UpdateFdrChannelSetting",
-                     "Updates channels of one member server (\"update\")",
-                     "PUT /fdr/CmsChannel to the federation service (10240)",
-                     &ICentralizedServer::UpdateFdrChannelSetting));
-    add(ChannelWrite("RemoveFdrChannelSetting",
-                     "Removes channels of one member server (\"remove\")",
-                     "PUT /fdr/CmsChannel to the federation service (10240)",
-                     &ICentralizedServer::RemoveFdrChannelSetting));
+    add(ChannelWrite(
+        "RefreshFdrChannelSetting", "Replaces one member server's channels (\"replace\")",
+        Sends(fdr::endpoint::kCmsChannelWrite), &ICentralizedServer::RefreshFdrChannelSetting));
+    add(ChannelWrite(
+        "UpdateFdrChannelSetting", "Updates channels of one member server (\"update\")",
+        Sends(fdr::endpoint::kCmsChannelWrite), &ICentralizedServer::UpdateFdrChannelSetting));
+    add(ChannelWrite(
+        "RemoveFdrChannelSetting", "Removes channels of one member server (\"remove\")",
+        Sends(fdr::endpoint::kCmsChannelWrite), &ICentralizedServer::RemoveFdrChannelSetting));
 
     add({"GetFdrPrivilegeByUser",
          "Reads a user's access privileges",
-         "POST /fdr/CmsAccessPrivilegeReport?operator=admin to the federation service (10240)",
+         Sends(fdr::endpoint::kPrivilegeReport, "?operator=admin"),
          "always 0 by design: an empty result means the request failed",
          ResultKind::AlwaysZero,
          {{"--user", "NAME", "the user's name (DOMAIN\\user or user@domain for a domain account)",
@@ -293,7 +334,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"GetFdrPrivilegeTime",
          "Reads when the access privileges last changed",
-         "GET /fdr/Config?key=priv_last_ts&section=fdrsystem from the federation service (10241)",
+         Sends(fdr::endpoint::kConfig, "?key=priv_last_ts&section=fdrsystem"),
          "always 0 by design: an empty timestamp means unset, an error answer or no answer",
          ResultKind::AlwaysZero,
          {},
@@ -312,14 +353,14 @@ std::vector<OperationSpec> BuildOperations() {
 
     add(MemberNotice("NotifyArbitratorAutonomyChange",
                      "Reports a member server changed (the list's last record)",
-                     "PUT /autonomy_changed to the arbitrator (10228)", kAlwaysZeroSent,
+                     Sends(fdr::endpoint::kAutonomyChanged), kAlwaysZeroSent,
                      ResultKind::AlwaysZero, &ICentralizedServer::NotifyArbitratorAutonomyChange));
     add(LidNotice("NotifyArbitratorRemoveAutonomy", "Reports a member server removed",
-                  "PUT /autonomy_changed to the arbitrator (10228)",
+                  Sends(fdr::endpoint::kAutonomyChanged),
                   &ICentralizedServer::NotifyArbitratorRemoveAutonomy));
     add({"NotifyArbitratorCameraStatusChange",
          "Reports the live status of channels",
-         "PUT /channel_status_changed to the arbitrator (10228)",
+         Sends(fdr::endpoint::kChannelStatusChanged),
          kAlwaysZeroSent,
          ResultKind::AlwaysZero,
          {kLid,
@@ -335,7 +376,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"NotifyArbitratorCameraListChange",
          "Reports a changed channel list",
-         "PUT /channel_info_changed to the arbitrator (10228)",
+         Sends(fdr::endpoint::kChannelInfoChanged),
          kAlwaysZeroSent,
          ResultKind::AlwaysZero,
          {kLid, kChannels},
@@ -350,7 +391,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"NotifyArbitratorCameraListRefresh",
          "Asks for a member server's channel list to be refreshed",
-         "PUT /channel_info_refresh to the arbitrator (10228)",
+         Sends(fdr::endpoint::kChannelInfoRefresh),
          kAlwaysZeroSent,
          ResultKind::AlwaysZero,
          {kLid},
@@ -364,7 +405,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"NotifyArbitratorAutoModeChange",
          "Tells the mode arbitration a member server's new autonomy mode",
-         "PUT /apply_autonomies to the autonomy-mode arbitration (10227)",
+         Sends(fdr::endpoint::kApplyAutonomies),
          kAlwaysZeroSent,
          ResultKind::AlwaysZero,
          {{"--autonomy", "FILE",
@@ -383,7 +424,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"NotifyDravoData",
          "Passes a notice to video management, adding the member's lid",
-         "PUT /dravoService/notify to the video-management service (10223)",
+         Sends(fdr::endpoint::kDravoNotify),
          "always 0 by design: a notice that is not JSON is logged and not sent",
          ResultKind::AlwaysZero,
          {kLid,
@@ -406,7 +447,7 @@ std::vector<OperationSpec> BuildOperations() {
          }});
     add({"NotifyArbitratorRefreshReady",
          "Tells the arbitrator the member list is ready to refresh",
-         "PUT /autonomy_refresh_ready to the arbitrator (10228), empty body",
+         Sends(fdr::endpoint::kAutonomyRefreshReady, "", ", empty body"),
          kAlwaysZeroSent,
          ResultKind::AlwaysZero,
          {},
@@ -417,13 +458,13 @@ std::vector<OperationSpec> BuildOperations() {
              });
              return outcome;
          }});
-    add(MemberNotice(
-        "NotifyDravoServerAutonomyChange", "Reports a member server changed to video management",
-        "PUT /dravoService/notify to the video-management service (10223)", kAlwaysZeroSent,
-        ResultKind::AlwaysZero, &ICentralizedServer::NotifyDravoServerAutonomyChange));
+    add(MemberNotice("NotifyDravoServerAutonomyChange",
+                     "Reports a member server changed to video management",
+                     Sends(fdr::endpoint::kDravoNotify), kAlwaysZeroSent, ResultKind::AlwaysZero,
+                     &ICentralizedServer::NotifyDravoServerAutonomyChange));
 
     add(BodyNotice("ChangeAutonomyMode", "Hands an autonomy-mode body to the aggregator",
-                   "PUT /aggreatorService/system_info to the aggregator (10235), body unchanged",
+                   Sends(fdr::endpoint::kAggregatorSystemInfo, "", ", body unchanged"),
                    [](ICentralizedServer& federation, std::string& body) {
                        return federation.ChangeAutonomyMode(body);
                    }));
@@ -444,8 +485,7 @@ std::vector<OperationSpec> BuildOperations() {
              return outcome;
          }});
     add(BodyNotice("SaveFailOverInfo", "Stores failover information",
-                   "PUT /cgi-bin/zelprocms/apis/fdr_cluster.cgi?action=failover_info to the "
-                   "federation service (10240), body unchanged",
+                   Sends(fdr::endpoint::kFailoverInfo, "", ", body unchanged"),
                    [](ICentralizedServer& federation, std::string& body) {
                        return federation.SaveFailOverInfo(body);
                    }));

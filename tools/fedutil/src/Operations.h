@@ -55,7 +55,7 @@ class OperationContext {
 struct OperationSpec {
     const char* name;     // the interface's own name
     const char* summary;  // one line
-    const char* sends;    // the request it makes, "" for none
+    std::string sends;    // the request it makes, "" for none
     const char* result;   // how to read the result
     ResultKind result_kind;
     std::vector<OptionSpec> options;

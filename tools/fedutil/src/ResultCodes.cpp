@@ -4,44 +4,11 @@
 #include <cstdio>
 #include <optional>
 
+#include "catalogue/ServiceCatalogue.h"
+
 namespace fedutil {
 
 namespace {
-
-// The local client's codes (the reference platform's table; a host's own client uses the same).
-const char* LocalClientMeaning(int result) {
-    switch (result) {
-        case 1:
-            return "local client: bad arguments";
-        case 2:
-            return "local client: the request could not be prepared";
-        case 3:
-            return "local client: transport failure (refused, reset or timed out)";
-        case 4:
-            return "local client: the service answered with a non-2xx status";
-        default:
-            return nullptr;
-    }
-}
-
-const char* ParserMeaning(uint32_t code) {
-    switch (code) {
-        case 0xD3020100u:
-            return "the answer is not JSON or has no autonomy_list";
-        case 0xD3020200u:
-            return "the token service answered with an error";
-        case 0xD3020201u:
-            return "the token answer is not JSON";
-        case 0xD3020300u:
-            return "the service setting answer carries a non-zero err_code";
-        case 0xD3020301u:
-            return "the service setting answer is not JSON";
-        case 0xD3020400u:
-            return "the channel list is not usable (not JSON, no channel_list, or bad data)";
-        default:
-            return nullptr;
-    }
-}
 
 constexpr int kNotBuilt = -38;
 
@@ -90,8 +57,8 @@ std::string DescribeResult(int result, ResultKind kind, const std::vector<std::s
     if (result == kNotBuilt) {
         return "not built in this version of the library";
     }
-    const char* client = LocalClientMeaning(result);
-    const char* parser = ParserMeaning(static_cast<uint32_t>(result));
+    const char* client = fdr::MeaningOf(fdr::kLocalClientResults, static_cast<uint32_t>(result));
+    const char* parser = fdr::MeaningOf(fdr::kParserResults, static_cast<uint32_t>(result));
     switch (kind) {
         case ResultKind::AlwaysZero:
         case ResultKind::Text:

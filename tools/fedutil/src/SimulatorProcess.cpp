@@ -18,14 +18,13 @@
 
 #include "Errors.h"
 #include "FederationLibrary.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr int kFederationPort = 10240;
 
 bool IsExecutable(const std::string& path) {
     return access(path.c_str(), X_OK) == 0;
@@ -73,7 +72,7 @@ bool FederationServiceAnswers() {
     }
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(kFederationPort);
+    address.sin_port = htons(fdr::kFederationWritePort);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     const bool answers =
         connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;

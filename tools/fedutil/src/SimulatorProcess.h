@@ -10,7 +10,7 @@
 
 namespace fedutil {
 
-// True when something accepts connections on the federation service's port, 127.0.0.1:10240.
+// True when something accepts connections on the federation service's main port on 127.0.0.1.
 bool FederationServiceAnswers();
 
 // `explicit_path` when given (it must exist), else "<exe dir>/../fdr-sim/fdr-sim" of the build

@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "ProgramRun.h"
+#include "support/Timing.h"
 
 namespace fedutil::test {
 namespace {
@@ -49,7 +50,12 @@ class Simulator {
             pid_ = -1;
             return;
         }
-        for (int i = 0; i < 500 && access(ready.c_str(), F_OK) != 0; ++i) {
+        const auto limit = std::chrono::steady_clock::now() + fdrtest::kEventuallyLimit;
+        while (access(ready.c_str(), F_OK) != 0 && std::chrono::steady_clock::now() < limit) {
+            if (waitpid(pid_, nullptr, WNOHANG) == pid_) {  // ended without getting ready
+                pid_ = -1;
+                return;
+            }
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         ready_ = access(ready.c_str(), F_OK) == 0;
