@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, when they are missing, and says
-# so. Usage: scripts/ensure-deps.sh [build|test|fuzz|memcheck]
-#   test adds what the test suite needs, fuzz the clang toolchain of the fuzzers, memcheck valgrind.
+# so. Usage: scripts/ensure-deps.sh [build|test|fuzz|memcheck|package]
+#   test adds what the test suite needs, fuzz the clang toolchain of the fuzzers, memcheck valgrind,
+#   package what building and checking the Debian packages needs (debhelper, lintian, help2man).
 set -euo pipefail
 
 purpose=${1:-build}
@@ -12,7 +13,8 @@ case "$purpose" in
     test) packages+=(libgtest-dev libgmock-dev libbenchmark-dev iproute2 abigail-tools) ;;
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     memcheck) packages+=(valgrind) ;;
-    *) echo "usage: $0 [build|test|fuzz|memcheck]" >&2; exit 2 ;;
+    package) packages+=(debhelper dpkg-dev help2man lintian iproute2) ;;
+    *) echo "usage: $0 [build|test|fuzz|memcheck|package]" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -1,19 +1,29 @@
 #!/usr/bin/env bash
-# Installs the build into a scratch prefix and builds a tiny host against it twice: through the
-# CMake package (find_package) and through pkg-config. Both hosts must run.
+# Builds a tiny host against an installed tree twice: through the CMake package (find_package) and
+# through pkg-config. Both hosts must run.
 # Usage: check-installed-package.sh <build dir> <consumer source dir>
+#          installs the build into a scratch prefix first;
+#        check-installed-package.sh --prefix <installed prefix> <consumer source dir>
+#          uses a tree that is installed already (e.g. unpacked packages below a scratch root).
 set -euo pipefail
-build_dir=$1
-consumer=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+if [ "$1" = "--prefix" ]; then
+    prefix=$2
+    consumer=$3
+else
+    prefix=$work/prefix
+    consumer=$2
+    cmake --install "$1" --prefix "$prefix" >/dev/null
+fi
 
-cmake --install "$build_dir" --prefix "$work/prefix" >/dev/null
-libdir=$(dirname "$(find "$work/prefix" -name 'libfederateutil.so.1' | head -n 1)")
-export LD_LIBRARY_PATH="$libdir"
+libdir=$(dirname "$(find "$prefix" -name 'libfederateutil.so.1' | head -n 1)")
+# The installed libraries carry no run path to each other when packaged: the loader and the
+# linker find them here, as they would in the system's library folder.
+export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 
 echo "== find_package(federateutil)"
-cmake -S "$consumer" -B "$work/cmake-build" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
+cmake -S "$consumer" -B "$work/cmake-build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work/cmake-build" >/dev/null
 "$work/cmake-build/host"
 
