@@ -237,6 +237,18 @@ class NumberTokens {
     const char* end_;
 };
 
+// A whole double outside the int32 range and within [-2^63, 2^64) would print in exponent form,
+// losing digits: true, with its exact value, for such a double.
+bool WholeDoubleNeedingExact(double value, Integer* out) {
+    if (std::trunc(value) != value || (value >= -2147483648.0 && value <= 2147483647.0) ||
+        !(value >= -9223372036854775808.0 && value < 18446744073709551616.0)) {
+        return false;
+    }
+    out->negative = value < 0;
+    out->magnitude = static_cast<uint64_t>(out->negative ? -value : value);
+    return true;
+}
+
 // The literals worth converting; int32 ones are held and printed exactly by cJSON already.
 bool NeedsExact(const char* begin, const char* end, Integer* value) {
     // Anything outside the int32 range takes at least three chars ("3e9").
@@ -289,19 +301,6 @@ bool HasLargeNumber(const cJSON* top) {
     }
 }
 
-bool HasBigInteger(const char* begin, const char* end) {
-    NumberTokens tokens(begin, end);
-    const char* token_begin = nullptr;
-    const char* token_end = nullptr;
-    Integer value;
-    while (tokens.Next(&token_begin, &token_end)) {
-        if (NeedsExact(token_begin, token_end, &value)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // Replaces the number node `item` (under `parent`, or the root when `parent` is null) by an exact
 // node when its literal needs one. Returns the node now in its place, or null on failure (the
 // tree is then unchanged and still owned by the caller).
@@ -312,14 +311,18 @@ cJSON* ConvertNumber(cJSON** root, cJSON* parent, cJSON* item, NumberTokens* tok
         return nullptr;  // more number nodes than tokens: cJSON and this scan disagree
     }
     Integer value;
-    if (!NeedsExact(token_begin, token_end, &value)) {
+    if (NeedsExact(token_begin, token_end, &value)) {
+        // cJSON's strtod and the int-to-double conversion both round the same whole value to
+        // nearest, so a token that belongs to this node must give the very same double.
+        if (item->valuedouble != value.ToDouble()) {
+            return nullptr;
+        }
+    } else if (!WholeDoubleNeedingExact(item->valuedouble, &value)) {
         return item;
     }
-    // cJSON's strtod and the int-to-double conversion both round the same whole value to
-    // nearest, so a token that belongs to this node must give the very same double.
-    if (item->valuedouble != value.ToDouble()) {
-        return nullptr;
-    }
+    // Otherwise a fraction or a value beyond 64 bits that cJSON rounded to a whole double within
+    // them: it prints as that double's integer, as a made double does, so that the printed body
+    // reads back to itself.
     cJSON* exact = MakeExact(value);
     if (exact == nullptr) {
         return nullptr;
@@ -391,7 +394,7 @@ cJSON* Parse(const char* text, size_t length) {
     if (end == nullptr || end < text || end > text + length) {
         end = text + length;
     }
-    if (HasLargeNumber(root) && HasBigInteger(text, end) && !ConvertBigIntegers(&root, text, end)) {
+    if (HasLargeNumber(root) && !ConvertBigIntegers(&root, text, end)) {
         // Out of memory: the same outcome as cJSON failing to allocate while parsing.
         cJSON_Delete(root);
         return nullptr;
@@ -429,15 +432,8 @@ cJSON* MakeUInt64(uint64_t value) {
 }
 
 cJSON* MakeDouble(double value) {
-    // A whole double outside the int32 range would print in exponent form, losing digits.
-    if (std::trunc(value) == value && !(value >= -2147483648.0 && value <= 2147483647.0) &&
-        value >= -9223372036854775808.0 && value < 18446744073709551616.0) {
-        Integer exact;
-        exact.negative = value < 0;
-        exact.magnitude = static_cast<uint64_t>(exact.negative ? -value : value);
-        return MakeExact(exact);
-    }
-    return cJSON_CreateNumber(value);
+    Integer exact;
+    return WholeDoubleNeedingExact(value, &exact) ? MakeExact(exact) : cJSON_CreateNumber(value);
 }
 
 bool AddItem(cJSON* object, const char* key, cJSON* item) {

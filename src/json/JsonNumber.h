@@ -16,7 +16,9 @@
 // whatever form the text wrote it in ("4e15", "1200e-2", "9007199254740993.0"): its value is
 // taken from the literal's digits, never through a double. Whole values inside the int32 range
 // stay plain cJSON numbers (cJSON holds and prints them exactly), as do fractions and values
-// beyond 64 bits: cJSON's behaviour for those is unchanged.
+// beyond 64 bits: cJSON's behaviour for those is unchanged, except where cJSON's double of one
+// is itself whole and within 64 bits ("-9223372036854775809" reads as -2^63): that double prints
+// as its integer, so a printed document reads back to the same text.
 //
 // The makers have distinct names (no overloads), so an `unsigned`, `long` or `size_t` argument is
 // never silently routed to the wrong width: the caller picks the width.

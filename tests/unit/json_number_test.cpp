@@ -72,12 +72,13 @@ const NumberCase kNumberCases[] = {
     {"42949672960000e-4", "4294967296", true, 4294967296LL, 4294967296ULL, 0},
     {"1e10", "10000000000", true, 10000000000LL, 10000000000ULL, 1410065408},
     {"-0.0e7", nullptr, false, 0, 0, 0},
-    // Beyond 64 bits and fractions stay cJSON doubles.
+    // Beyond 64 bits and fractions stay cJSON doubles, unless the double is whole and within
+    // 64 bits: then it prints as that integer and reads back to itself.
     {"18446744073709551616", nullptr, false, kInt64Max, kUInt64Max, 0},
     {"1.8446744073709551616e19", nullptr, false, kInt64Max, kUInt64Max, 0},
-    {"-9223372036854775809", nullptr, false, kInt64Min, 9223372036854775808ULL, 0},
-    {"9007199254740993.5", nullptr, false, 9007199254740994LL, 9007199254740994ULL, 2},
-    {"4294967296.000000001", nullptr, false, 4294967296LL, 4294967296ULL, 0},
+    {"-9223372036854775809", "-9223372036854775808", true, kInt64Min, 9223372036854775808ULL, 0},
+    {"9007199254740993.5", "9007199254740994", true, 9007199254740994LL, 9007199254740994ULL, 2},
+    {"4294967296.000000001", "4294967296", true, 4294967296LL, 4294967296ULL, 0},
     {"0.1", nullptr, false, 0, 0, 0},
     {"-2.5", nullptr, false, -2, static_cast<uint64_t>(-2), -2},
     {"1e300", nullptr, false, kInt64Max, kUInt64Max, 0},
