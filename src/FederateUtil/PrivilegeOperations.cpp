@@ -42,8 +42,8 @@ int CFederateUtil::GetFdrPrivilegeByUser(std::string& user, std::string& second,
     return 0;
 }
 
-// Always 0. After a completed request `timestamp` holds the answer's "config" text, which is
-// empty both for an unset value and for an error answer; after a failed request it is untouched.
+// Always 0. After a completed request `timestamp` holds the answer's "config" text: an error
+// answer's "config" too, and "" when there is none; after a failed request it is untouched.
 int CFederateUtil::GetFdrPrivilegeTime(std::string& timestamp) {
     query_object query;
     query.parameters["section"] = "fdrsystem";

@@ -129,8 +129,9 @@ int KeepOwnSocket(void* clientp, curl_socket_t item) {
     return close(item);
 }
 
-// Ends a transfer that is not blocked on the socket (connecting, or between reads) once the
-// object is aborted; the abort is then reported as a time-out.
+// Ends a transfer once the object is aborted: at its next progress check when it is connecting
+// or between reads, at once when the abort's shutdown wakes a blocked read. libcurl then reports
+// the abort as a time-out.
 int StopWhenAborted(void* clientp, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     auto* connection = static_cast<CRestConnectInfo*>(clientp);
     return connection != nullptr && connection->IsAbort() ? 1 : 0;
