@@ -79,7 +79,9 @@ const std::vector<OptionSpec>& DemoOptions() {
         {"--client-id", "ID", "token client of the federation (default: recorder)"},
         {"--client-secret", "SECRET", "its secret (default: s3cret)"},
         {"--user", "NAME", "whose privileges to read (default: guard)"},
-        {"--keep", nullptr, "keep the work folder (transcript, simulator output, library logs)"},
+        {"--keep", nullptr,
+         "keep the work folder (transcript, simulator output, library logs) and leave the "
+         "simulator running for a look at its console"},
     };
     return options;
 }
@@ -730,6 +732,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     settings.client_id = line.ValueOr("--client-id", settings.client_id);
     settings.client_secret = line.ValueOr("--client-secret", settings.client_secret);
     settings.user = line.ValueOr("--user", settings.user);
+    const bool keep = line.Flag("--keep");
     std::unique_ptr<SimulatorProcess> simulator;
     std::string simulator_text;
     if (FederationServiceAnswers()) {
@@ -738,7 +741,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
                          "; steps are judged by their results alone (no transcript)";
     } else {
         const std::string program = FindSimulator(line.ValueOr("--sim", ""));
-        simulator = SimulatorProcess::Start(program, folder, ready_timeout);
+        simulator = SimulatorProcess::Start(program, folder, ready_timeout, keep);
         settings.transcript = simulator->TranscriptPath();
         simulator_text = program + " (pid " + std::to_string(simulator->Pid()) + ")";
     }
@@ -748,7 +751,16 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     PrintSetting(out, style, "library", library.Path());
     PrintSetting(out, style, "simulator", simulator_text);
     PrintSetting(out, style, "work folder",
-                 folder + (line.Flag("--keep") ? "" : " (removed at the end unless a step fails)"));
+                 folder + (keep ? "" : " (removed at the end unless a step fails)"));
+    const std::string console =
+        simulator && simulator->AdminPort() > 0
+            ? std::string("http://") + fdr::kLocalHost + ":" +
+                  std::to_string(simulator->AdminPort()) + "/"
+            : "";
+    if (!console.empty()) {
+        PrintSetting(out, style, "console",
+                     console + (keep ? " (the simulator keeps running after the demo)" : ""));
+    }
     out << '\n';
 
     size_t title_width = 0;
@@ -763,7 +775,10 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     const std::vector<StepRecord> steps = session.Run(printer);
 
     if (simulator) {
-        simulator->Stop();
+        // Every step has waited for its exchanges, so a simulator left running has written them.
+        if (!keep) {
+            simulator->Stop();
+        }
         PrintReceived(out, style, ReadTranscript(settings.transcript));
     }
     const bool all_passed =
@@ -774,6 +789,16 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
             << style.Paint(
                    "work folder kept: " + folder + " (transcript, simulator output, library logs)",
                    Tone::Dim)
+            << '\n';
+    }
+    if (simulator && keep) {
+        const std::string pid = std::to_string(simulator->Pid());
+        simulator->Leave();
+        out << '\n'
+            << style.Paint("simulator left running (pid " + pid + ")" +
+                               (console.empty() ? "" : ", console " + console) +
+                               "; stop it with: kill " + pid,
+                           Tone::Dim)
             << '\n';
     }
     out << '\n' << style.Paint(SummaryLine(steps), all_passed ? Tone::Good : Tone::Bad) << '\n';
