@@ -71,8 +71,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    bool ok = Check(Call(api, "GET", "/api/health").status == 200, "fdr-sim's control API answers",
-                    api);
+    bool ok =
+        Check(Call(api, "GET", "/api/health").status == 200, "fdr-sim's control API answers", api);
 
     // A clean journal, and a federation service that answers 500 from now on.
     ok &= Check(Call(api, "DELETE", "/api/exchanges").status == 200, "journal cleared", "");
@@ -84,10 +84,11 @@ int main(int argc, char** argv) {
     ok &= Check(failed == 4, "LoadFdrFederateSetting fails", "result " + std::to_string(failed));
 
     // The exchange is in the journal already, or arrives within the time-out.
-    const Reply exchange =
-        Call(api, "GET", "/api/exchanges/wait?service=federation&path=/fdr/Service&timeout_ms=5000");
-    ok &= Check(exchange.status == 200 && exchange.body.find(R"("status":500)") != std::string::npos,
-                "the journal shows the request and its 500", exchange.body.substr(0, 60) + "...");
+    const Reply exchange = Call(
+        api, "GET", "/api/exchanges/wait?service=federation&path=/fdr/Service&timeout_ms=5000");
+    ok &=
+        Check(exchange.status == 200 && exchange.body.find(R"("status":500)") != std::string::npos,
+              "the journal shows the request and its 500", exchange.body.substr(0, 60) + "...");
     ok &= Check(exchange.body.find("internal error (simulated)") != std::string::npos,
                 "the answer body is the canned error", "");
 

@@ -27,11 +27,10 @@ class AdminApi : public ::testing::Test {
     std::pair<int, Json::Value> Call(const std::string& method, const std::string& target,
                                      const std::string& body = "") {
         httplib::Client client("127.0.0.1", admin_->port());
-        httplib::Result result =
-            method == "GET"      ? client.Get(target)
-            : method == "PUT"    ? client.Put(target, body, "application/json")
-            : method == "POST"   ? client.Post(target, body, "application/json")
-                                 : client.Delete(target);
+        httplib::Result result = method == "GET"    ? client.Get(target)
+                                 : method == "PUT"  ? client.Put(target, body, "application/json")
+                                 : method == "POST" ? client.Post(target, body, "application/json")
+                                                    : client.Delete(target);
         if (!result) {
             return {0, Json::Value()};
         }
@@ -68,8 +67,9 @@ TEST_F(AdminApi, JournalListsFiltersShowsWaitsAndClears) {
     ASSERT_EQ(by_service.size(), 1u);
     EXPECT_EQ(by_service[0]["target"], "/channel_info_refresh");
     EXPECT_EQ(Call("GET", "/api/exchanges?text=autonomy_lid").second["exchanges"].size(), 1u);
-    EXPECT_EQ(Call("GET", "/api/exchanges?since=" + std::to_string(first)).second["exchanges"].size(),
-              1u);
+    EXPECT_EQ(
+        Call("GET", "/api/exchanges?since=" + std::to_string(first)).second["exchanges"].size(),
+        1u);
 
     const Json::Value whole = Call("GET", "/api/exchanges/" + std::to_string(first + 1)).second;
     EXPECT_EQ(whole["method"], "PUT");
@@ -86,8 +86,9 @@ TEST_F(AdminApi, JournalListsFiltersShowsWaitsAndClears) {
     // A wait finds what is already there, or what arrives within its time-out.
     EXPECT_EQ(Call("GET", "/api/exchanges/wait?method=PUT").second["id"].asUInt64(), first + 1);
     std::thread later([&] { Serve(Service::MemberLog, "PUT", "/logs/reload_autonomy"); });
-    const auto waited = Call("GET", "/api/exchanges/wait?service=member-log&path=/logs/"
-                                    "reload_autonomy&timeout_ms=60000");
+    const auto waited = Call("GET",
+                             "/api/exchanges/wait?service=member-log&path=/logs/"
+                             "reload_autonomy&timeout_ms=60000");
     later.join();
     EXPECT_EQ(waited.first, 200);
     EXPECT_EQ(waited.second["service"], "member-log");

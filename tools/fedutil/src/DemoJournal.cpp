@@ -39,9 +39,9 @@ std::optional<std::string> Get(const std::string& url) {
 }  // namespace
 
 std::optional<JournalPage> ReadJournal(int admin_port, uint64_t after_id) {
-    const auto text = Get(std::string("http://") + fdr::kLocalHost + ":" +
-                          std::to_string(admin_port) +
-                          "/api/exchanges?bodies=1&since=" + std::to_string(after_id));
+    const auto text =
+        Get(std::string("http://") + fdr::kLocalHost + ":" + std::to_string(admin_port) +
+            "/api/exchanges?bodies=1&since=" + std::to_string(after_id));
     Json::CharReaderBuilder builder;
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value root;

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "TextTable.h"
 #include "DemoJournal.h"
+#include "TextTable.h"
 
 namespace fedutil {
 

@@ -752,11 +752,10 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     PrintSetting(out, style, "simulator", simulator_text);
     PrintSetting(out, style, "work folder",
                  folder + (keep ? "" : " (removed at the end unless a step fails)"));
-    const std::string console =
-        simulator && simulator->AdminPort() > 0
-            ? std::string("http://") + fdr::kLocalHost + ":" +
-                  std::to_string(simulator->AdminPort()) + "/"
-            : "";
+    const std::string console = simulator && simulator->AdminPort() > 0
+                                    ? std::string("http://") + fdr::kLocalHost + ":" +
+                                          std::to_string(simulator->AdminPort()) + "/"
+                                    : "";
     if (!console.empty()) {
         PrintSetting(out, style, "console",
                      console + (keep ? " (the simulator keeps running after the demo)" : ""));

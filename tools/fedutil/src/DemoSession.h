@@ -19,7 +19,7 @@ struct DemoSettings {
     std::string client_id = "recorder";  // the simulator's sample client
     std::string client_secret = "s3cret";
     std::string user = "guard";  // a user of the simulator's sample federation
-    int journal_port = 0;  // the simulator's control API; 0 when the demo did not start it
+    int journal_port = 0;        // the simulator's control API; 0 when the demo did not start it
 };
 
 // One exchange a step must cause: `count` requests of `method` to `path` at `service`.

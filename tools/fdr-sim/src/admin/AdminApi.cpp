@@ -143,7 +143,8 @@ void ListExchanges(Simulator& simulator, const httplib::Request& req, httplib::R
     }
     Json::Value body(Json::objectValue);
     body["exchanges"] = list;
-    body["last_id"] = static_cast<Json::UInt64>(std::max(last_id, found.empty() ? 0 : found.back().id));
+    body["last_id"] =
+        static_cast<Json::UInt64>(std::max(last_id, found.empty() ? 0 : found.back().id));
     body["omitted"] = static_cast<Json::UInt64>(skip);
     Answer(res, 200, body);
 }
@@ -159,8 +160,8 @@ void WaitForExchange(Simulator& simulator, const std::atomic<bool>& stopping,
     constexpr std::chrono::milliseconds kSlice{100};
     const auto deadline = Clock::now() + query->timeout;
     while (true) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - Clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         const auto found = simulator.Exchanges().WaitFor(
             query->filter, std::max(std::chrono::milliseconds(0), std::min(left, kSlice)));
         if (found) {
@@ -232,8 +233,7 @@ void ClearFault(Simulator& simulator, const httplib::Request& req, httplib::Resp
     Answer(res, 200, ServiceJson(simulator, InfoOf(*service)));
 }
 
-void ReplaceFederation(Simulator& simulator, const httplib::Request& req,
-                       httplib::Response& res) {
+void ReplaceFederation(Simulator& simulator, const httplib::Request& req, httplib::Response& res) {
     std::string error;
     if (!simulator.ReplaceFederation(req.body, &error)) {
         return Refuse(res, 400, error);
@@ -250,15 +250,13 @@ void AddApiRoutes(httplib::Server& server, Simulator& simulator,
     server.Get("/api/health", [&sim](const auto&, auto& res) { Health(sim, res); });
     server.Get("/api/services", [&sim](const auto&, auto& res) { Services(sim, res); });
 
-    server.Get("/api/exchanges", [&sim](const auto& req, auto& res) {
-        ListExchanges(sim, req, res);
-    });
+    server.Get("/api/exchanges",
+               [&sim](const auto& req, auto& res) { ListExchanges(sim, req, res); });
     server.Get("/api/exchanges/wait", [&sim, &stopping](const auto& req, auto& res) {
         WaitForExchange(sim, stopping, req, res);
     });
-    server.Get(R"(/api/exchanges/(\d+))", [&sim](const auto& req, auto& res) {
-        ShowExchange(sim, req, res);
-    });
+    server.Get(R"(/api/exchanges/(\d+))",
+               [&sim](const auto& req, auto& res) { ShowExchange(sim, req, res); });
     server.Delete("/api/exchanges", [&sim](const auto&, auto& res) {
         sim.Exchanges().Clear();
         Answer(res, 200, Json::Value(Json::objectValue));
@@ -273,12 +271,10 @@ void AddApiRoutes(httplib::Server& server, Simulator& simulator,
         body["faults"] = faults;
         Answer(res, 200, body);
     });
-    server.Put(R"(/api/faults/([^/]+))", [&sim](const auto& req, auto& res) {
-        SetFault(sim, req, res);
-    });
-    server.Delete(R"(/api/faults/([^/]+))", [&sim](const auto& req, auto& res) {
-        ClearFault(sim, req, res);
-    });
+    server.Put(R"(/api/faults/([^/]+))",
+               [&sim](const auto& req, auto& res) { SetFault(sim, req, res); });
+    server.Delete(R"(/api/faults/([^/]+))",
+                  [&sim](const auto& req, auto& res) { ClearFault(sim, req, res); });
     server.Delete("/api/faults", [&sim](const auto&, auto& res) {
         sim.ClearFaults();
         Services(sim, res);
@@ -287,9 +283,8 @@ void AddApiRoutes(httplib::Server& server, Simulator& simulator,
     server.Get("/api/federation", [&sim](const auto&, auto& res) {
         res.set_content(sim.FederationJson(), "application/json");
     });
-    server.Put("/api/federation", [&sim](const auto& req, auto& res) {
-        ReplaceFederation(sim, req, res);
-    });
+    server.Put("/api/federation",
+               [&sim](const auto& req, auto& res) { ReplaceFederation(sim, req, res); });
     server.Post("/api/federation/reset", [&sim](const auto&, auto& res) {
         sim.ResetFederation();
         res.set_content(sim.FederationJson(), "application/json");

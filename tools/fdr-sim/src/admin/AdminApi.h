@@ -12,7 +12,6 @@ class Server;
 namespace fdrsim::admin {
 
 // Adds every /api route to `server`. Waits end early once `stopping` is set.
-void AddApiRoutes(httplib::Server& server, Simulator& simulator,
-                  const std::atomic<bool>& stopping);
+void AddApiRoutes(httplib::Server& server, Simulator& simulator, const std::atomic<bool>& stopping);
 
 }  // namespace fdrsim::admin

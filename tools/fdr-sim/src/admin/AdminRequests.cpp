@@ -48,8 +48,8 @@ std::set<std::string> KeysOf(FaultMode mode) {
 // A JSON integer within [low, high], under `key`.
 bool ReadInteger(const Json::Value& value, const std::string& key, int64_t low, int64_t high,
                  int64_t& out, std::string* error) {
-    if (!value.isIntegral() || (value.isUInt64() && !value.isInt64()) ||
-        value.asInt64() < low || value.asInt64() > high) {
+    if (!value.isIntegral() || (value.isUInt64() && !value.isInt64()) || value.asInt64() < low ||
+        value.asInt64() > high) {
         return Fail(error, "\"" + key + "\" must be a whole number from " + std::to_string(low) +
                                " to " + std::to_string(high));
     }
@@ -88,8 +88,8 @@ std::optional<JournalQuery> ReadJournalQuery(const QueryParams& params, bool for
             }
             query.filter.service = *service;
         } else if (key == "method") {
-            if (value.empty() || value.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") !=
-                                     std::string::npos) {
+            if (value.empty() ||
+                value.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") != std::string::npos) {
                 Fail(error, "\"method\" must be an upper-case HTTP method, e.g. PUT");
                 return std::nullopt;
             }
@@ -110,8 +110,8 @@ std::optional<JournalQuery> ReadJournalQuery(const QueryParams& params, bool for
             query.text = value;
         } else if (key == "limit" && !for_wait) {
             if (!ReadNumber(value, 1, kLongestList, number)) {
-                Fail(error, "\"limit\" must be a whole number from 1 to " +
-                                std::to_string(kLongestList));
+                Fail(error,
+                     "\"limit\" must be a whole number from 1 to " + std::to_string(kLongestList));
                 return std::nullopt;
             }
             query.limit = number;

@@ -19,9 +19,9 @@ using QueryParams = std::map<std::string, std::string>;
 
 struct JournalQuery {
     ExchangeFilter filter;
-    std::string text;                       // substring of the target or either body; "" = any
-    size_t limit = 0;                       // the newest `limit` matches; 0 = every match
-    bool bodies = false;                    // list: each exchange whole, not its summary
+    std::string text;                         // substring of the target or either body; "" = any
+    size_t limit = 0;                         // the newest `limit` matches; 0 = every match
+    bool bodies = false;                      // list: each exchange whole, not its summary
     std::chrono::milliseconds timeout{5000};  // wait only
 };
 
@@ -29,7 +29,8 @@ inline constexpr std::chrono::milliseconds kLongestWait{60000};
 inline constexpr size_t kLongestList = 10000;
 
 // service (key or fixed port), method, path, since and then, for a list, text, limit and bodies,
-// for a wait, timeout_ms. Unknown parameters are refused too: a misspelt filter would silently match all.
+// for a wait, timeout_ms. Unknown parameters are refused too: a misspelt filter would silently
+// match all.
 std::optional<JournalQuery> ReadJournalQuery(const QueryParams& params, bool for_wait,
                                              std::string* error);
 
