@@ -38,7 +38,7 @@ void PrintBanner(Simulator& simulator, int admin_port) {
     for (const auto& info : AllServices()) {
         std::cout << "  " << std::setw(5) << simulator.PortOf(info.id) << "  " << std::left
                   << std::setw(18) << info.key;
-        const FaultMode fault = simulator.FaultOf(info.id);
+        const FaultMode fault = simulator.FaultOf(info.id).mode;
         if (fault != FaultMode::None) {
             std::cout << std::setw(34) << info.name << "fault: " << FaultName(fault);
         } else {
@@ -59,7 +59,7 @@ bool WriteReadyFile(const std::string& path, Simulator& simulator, int admin_por
     for (const auto& info : AllServices()) {
         Json::Value service(Json::objectValue);
         service["port"] = simulator.PortOf(info.id);
-        service["fault"] = FaultName(simulator.FaultOf(info.id));
+        service["fault"] = FaultName(simulator.FaultOf(info.id).mode);
         ready["services"][info.key] = service;
     }
     ready["admin"]["port"] = admin_port;

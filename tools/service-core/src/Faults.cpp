@@ -10,10 +10,28 @@ struct ModeName {
 };
 
 constexpr ModeName kModeNames[] = {
-    {FaultMode::Refuse, "refuse"},          {FaultMode::Stall, "stall"},
-    {FaultMode::InternalError, "500"},      {FaultMode::Garbage, "garbage"},
+    {FaultMode::None, "none"},
+    {FaultMode::Refuse, "refuse"},
+    {FaultMode::Stall, "stall"},
+    {FaultMode::Status, "status"},
+    {FaultMode::InternalError, "500"},
+    {FaultMode::NotFound, "404"},
+    {FaultMode::Garbage, "garbage"},
     {FaultMode::CloseEarly, "close-early"},
+    {FaultMode::ResetEarly, "reset-early"},
+    {FaultMode::Drip, "drip"},
+    {FaultMode::Huge, "huge"},
+    {FaultMode::InvalidHttp, "invalid-http"},
+    {FaultMode::DeepNesting, "deep-nesting"},
 };
+
+std::string ModeList() {
+    std::string list;
+    for (const auto& entry : kModeNames) {
+        list += (list.empty() ? "" : ", ") + std::string(entry.name);
+    }
+    return list;
+}
 
 }  // namespace
 
@@ -24,6 +42,15 @@ const char* FaultName(FaultMode mode) {
         }
     }
     return "none";
+}
+
+std::optional<FaultMode> FaultModeNamed(const std::string& name) {
+    for (const auto& entry : kModeNames) {
+        if (name == entry.name) {
+            return entry.mode;
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<FaultSetting> ParseFault(const std::string& text, std::string* error) {
@@ -42,12 +69,22 @@ std::optional<FaultSetting> ParseFault(const std::string& text, std::string* err
         return fail("no service on port or named \"" + text.substr(0, colon) + "\"");
     }
     const std::string mode = text.substr(colon + 1);
-    for (const auto& entry : kModeNames) {
-        if (mode == entry.name) {
-            return FaultSetting{service->id, entry.mode};
-        }
+    if (auto found = FaultModeNamed(mode)) {
+        return FaultSetting{service->id, *found};
     }
-    return fail("unknown mode \"" + mode + "\" (refuse, stall, 500, garbage, close-early)");
+    return fail("unknown mode \"" + mode + "\" (" + ModeList() + ")");
+}
+
+std::string NestedJson(const std::string& object, int depth) {
+    const size_t close = object.rfind('}');
+    const size_t open = object.find('{');
+    if (close == std::string::npos || open == std::string::npos || depth < 2) {
+        return object;
+    }
+    const bool empty = object.find_first_not_of(" \t\r\n", open + 1) == close;
+    const auto arrays = static_cast<size_t>(depth - 1);
+    return object.substr(0, close) + (empty ? "" : ",") + "\"deep\":" + std::string(arrays, '[') +
+           std::string(arrays, ']') + object.substr(close);
 }
 
 }  // namespace fdrsim

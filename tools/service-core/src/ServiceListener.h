@@ -1,68 +1,63 @@
-// One simulated service on one port: an HTTP listener that records each exchange and answers
-// through the service's routes, or misbehaves as its fault mode says.
+// One simulated service on one port: a raw-socket HTTP/1.1 listener on 127.0.0.1 with an accept
+// loop of its own and one exchange per connection, each connection on its own thread. What the
+// service answers is its handler's business; the listener only opens, refuses and closes.
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
+#include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 
-#include "ExchangeLog.h"
-#include "Faults.h"
-#include "RouteTable.h"
+#include "HttpConnection.h"
 #include "ServiceTable.h"
-
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-}  // namespace httplib
 
 namespace fdrsim {
 
-// Set once when the simulator stops; releases the requests that a stalled service holds.
-class ShutdownSignal {
-  public:
-    void Trigger();
-    void Wait();
-
-  private:
-    std::mutex mutex_;
-    std::condition_variable triggered_;
-    bool stopping_ = false;
-};
-
 class ServiceListener {
   public:
-    // `port` 0 means any free port.
-    ServiceListener(Service service, int port, FaultMode fault, RouteTable routes, ExchangeLog& log,
-                    ShutdownSignal& shutdown);
+    // Answers one request read from the connection to `port`.
+    using Handler = std::function<void(HttpConnection&, IncomingRequest&, int port)>;
+
+    // `port` 0 means any free port. Every connection ends when `stop` is set.
+    ServiceListener(Service service, int port, Handler handler, const WakeSignal& stop);
     ~ServiceListener();
     ServiceListener(const ServiceListener&) = delete;
     ServiceListener& operator=(const ServiceListener&) = delete;
 
-    // Listens on 127.0.0.1 and starts answering. A refusing service only settles its port
-    // number. When the port cannot be bound, returns false and sets `error` to a message
-    // naming the port and the service.
-    bool Start(std::string* error);
+    // Settles the port and, unless the service starts refusing, listens: connections queue from
+    // the moment this returns. When the port cannot be had, returns false and sets `error` to a
+    // message naming the port and the service.
+    bool Start(bool refusing, std::string* error);
+    // Closes the listening socket, so that connections are refused; requests already read go on.
+    void Refuse();
+    // Listens again on the same port after Refuse().
+    bool Listen(std::string* error);
+    // Stops listening and waits for every connection; call once `stop` is set.
     void Stop();
 
     Service service() const { return service_; }
     int port() const { return port_; }
-    FaultMode fault() const { return fault_; }
 
   private:
-    void Handle(const httplib::Request& req, httplib::Response& res);
+    struct Connection;
+    void AcceptLoop(int listen_fd, const WakeSignal& closing);
+    void Serve(int fd);
+    void Reap(bool all);
+    bool Fail(const std::string& reason, std::string* error) const;
 
-    Service service_;
-    int port_;
-    FaultMode fault_;
-    RouteTable routes_;
-    ExchangeLog& log_;
-    ShutdownSignal& shutdown_;
-    std::unique_ptr<httplib::Server> server_;
-    std::thread thread_;
+    const Service service_;
+    std::atomic<int> port_;
+    const Handler handler_;
+    const WakeSignal& stop_;
+    std::mutex listening_;  // Listen(), Refuse() and Stop() one at a time
+    int listen_fd_ = -1;
+    std::unique_ptr<WakeSignal> closing_;  // ends the accept loop of this listening socket
+    std::thread acceptor_;
+    std::mutex connections_mutex_;
+    std::list<std::unique_ptr<Connection>> connections_;
 };
 
 // The loopback address every service listens on.
