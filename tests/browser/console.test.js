@@ -110,7 +110,7 @@ test("exchanges appear with their bodies, newest on top", async () => {
   assert.ok(shown.indexOf(refresh) < shown.indexOf(members), "the newest is on top");
 
   const answer = (await expand(members.id)).answer;
-  assert.match(answer, /\n {2}"autonomy_list": \[\n {4}\{\n {6}"autonomy_lid": "1",/);
+  assert.match(answer, /\n {2}"autonomy_list": \[\n {4}\{\n {6}"/, "indented two spaces a level");
   assert.match(answer, /"autonomy_lname": "Warehouse North"/);
   // Pretty-printing changes only white space.
   const whole = await api("GET", "/api/exchanges/" + members.id);
