@@ -1,6 +1,7 @@
 // The fdr-sim console in a real browser (Debian's chromium, headless): the library's exchanges
-// appear with their bodies, the filters narrow them, and a fault switched on in the page makes
-// the next library call fail as documented. fedutil is the host that calls the library.
+// appear with their bodies, the filters narrow them, a fault switched on in the page makes the
+// next library call fail as documented, and a full journal still shows what is new. fedutil is
+// the host that calls the library.
 //
 // Environment (set by CTest): FDR_SIM and FEDUTIL, the programs; ARTIFACT_DIR, where the
 // screenshot goes; CHROMIUM (default /usr/bin/chromium).
@@ -164,4 +165,25 @@ test("a fault switched on in the page fails the next library call", async () => 
     await sleep(20);
   }
   assert.equal(fedutil("LoadFdrFederateSetting").status, 0);
+});
+
+test("stays usable with a full journal", async () => {
+  // 10,000 exchanges straight to a receiving service, fifty at a time.
+  const services = (await api("GET", "/api/services")).services;
+  const port = services.find((service) => service.key === "aggregator").port;
+  for (let sent = 0; sent < 10000; sent += 50) {
+    await Promise.all(Array.from({ length: 50 }, () =>
+      fetch(`http://127.0.0.1:${port}/aggreatorService/system_info`, { method: "PUT", body: "{}" })));
+  }
+  assert.equal((await api("GET", "/api/health")).journal.count, 10000);
+  await page.waitForFunction(() => document.querySelectorAll("tr.exchange").length === 300);
+  // What the library does next still comes to the top, and the page renders no more rows.
+  assert.equal(fedutil("LoadFdrAutonomyListSetting").status, 0);
+  await page.waitForFunction(() => {
+    const first = document.querySelector("tr.exchange");
+    return first && first.children[3].textContent === "GET /fdr/Autonomies";
+  });
+  assert.equal(await page.$$eval("tr.exchange", (all) => all.length), 300);
+  await page.click("tr.exchange");
+  await page.waitForSelector("tr.detail pre.answer-body");
 });
