@@ -30,6 +30,8 @@ bool AdminServer::Start(int port, std::string* error) {
             res.set_content(CompactJson(body) + "\n", "application/json");
         }
     });
+    // A browser keeps its connections open; stopping waits for them at most this long.
+    server_->set_keep_alive_timeout(1);
     if (port == 0) {
         port_ = server_->bind_to_any_port("127.0.0.1");
     } else if (server_->bind_to_port("127.0.0.1", port)) {
