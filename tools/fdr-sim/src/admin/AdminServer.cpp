@@ -22,11 +22,15 @@ bool AdminServer::Start(int port, std::string* error) {
         res.set_content(ConsolePageHtml(), "text/html; charset=utf-8");
     });
     AddApiRoutes(*server_, simulator_, stopping_);
-    // Every refusal is JSON, also for a path or method that no route takes.
+    // Every refusal is JSON, also for a path or method that no route takes and for a request
+    // that the HTTP layer refuses before routing (a POST without Content-Length, for one).
     server_->set_error_handler([](const httplib::Request& req, httplib::Response& res) {
         if (res.body.empty()) {
             Json::Value body(Json::objectValue);
-            body["error"] = "no such call: " + req.method + " " + req.path;
+            body["error"] = res.status == 404
+                                ? "no such call: " + req.method + " " + req.path
+                                : "malformed HTTP request (" + std::to_string(res.status) +
+                                      "); a POST or PUT without a body needs Content-Length: 0";
             res.set_content(CompactJson(body) + "\n", "application/json");
         }
     });
