@@ -1,7 +1,6 @@
 #include "SimulatorClient.h"
 
 #include <arpa/inet.h>
-#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -27,11 +26,6 @@ Reply Timed(Call call) {
 
 char* Text(const std::string& text) {
     return const_cast<char*>(text.c_str());
-}
-
-size_t Collect(char* data, size_t size, size_t count, void* out) {
-    static_cast<std::string*>(out)->append(data, size * count);
-    return size * count;
 }
 
 int BoundSocket(int port, bool listening) {
@@ -88,34 +82,6 @@ Reply Put(int port, const std::string& path, const std::string& body, long timeo
         return kfen_PUT_request(Text("127.0.0.1"), port, Text(path), body, response,
                                 timeout_seconds, false, false, 0, nullptr);
     });
-}
-
-Reply Post(int port, const std::string& path, const std::string& body,
-           const std::map<std::string, std::string>& query) {
-    query_object parameters;
-    parameters.parameters = query;
-    return Timed([&](std::string& response) {
-        return query.empty()
-                   ? kfen_POST_request(Text("127.0.0.1"), port, Text(path), body, response, 5,
-                                       false, false, 0, nullptr)
-                   : kfen_POST_request_v2(Text("127.0.0.1"), port, Text(path), &parameters, body,
-                                          response, 5, false, false, 0, nullptr);
-    });
-}
-
-CurlReply PostToken(int port, const std::string& form) {
-    CurlReply reply;
-    CURL* curl = curl_easy_init();
-    const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/token";
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, form.c_str());
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT, 5L);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, Collect);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
-    reply.curl_code = curl_easy_perform(curl);
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
-    curl_easy_cleanup(curl);
-    return reply;
 }
 
 TakenPort::TakenPort() : socket_(BoundSocket(0, true)) {

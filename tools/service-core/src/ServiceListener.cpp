@@ -129,8 +129,15 @@ void ServiceListener::Refuse() {
 
 void ServiceListener::Stop() {
     Refuse();
-    std::lock_guard<std::mutex> lock(connections_mutex_);
-    Reap(true);
+    // Joined outside the lock, which each connection takes as it closes.
+    std::list<std::unique_ptr<Connection>> connections;
+    {
+        std::lock_guard<std::mutex> lock(connections_mutex_);
+        connections.swap(connections_);
+    }
+    for (auto& connection : connections) {
+        connection->thread.join();
+    }
 }
 
 void ServiceListener::AcceptLoop(int listen_fd, const WakeSignal& closing) {
@@ -151,11 +158,17 @@ void ServiceListener::AcceptLoop(int listen_fd, const WakeSignal& closing) {
         int yes = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
         std::lock_guard<std::mutex> lock(connections_mutex_);
-        Reap(false);
+        Reap();
+        ++open_;
         auto connection = std::make_unique<Connection>();
         Connection* raw = connection.get();
         connection->thread = std::thread([this, fd, raw] {
             Serve(fd);
+            {
+                std::lock_guard<std::mutex> closed(connections_mutex_);
+                --open_;
+            }
+            closed_.notify_all();
             raw->done = true;
         });
         connections_.push_back(std::move(connection));
@@ -172,10 +185,15 @@ void ServiceListener::Serve(int fd) {
     connection.Finish();
 }
 
-// Joins the connections that are done (or all of them); called with connections_mutex_ held.
-void ServiceListener::Reap(bool all) {
+bool ServiceListener::WaitUntilIdle(std::chrono::steady_clock::time_point deadline) const {
+    std::unique_lock<std::mutex> lock(connections_mutex_);
+    return closed_.wait_until(lock, deadline, [this] { return open_ == 0; });
+}
+
+// Joins the connections that are done; called with connections_mutex_ held.
+void ServiceListener::Reap() {
     for (auto it = connections_.begin(); it != connections_.end();) {
-        if (all || (*it)->done) {
+        if ((*it)->done) {
             (*it)->thread.join();
             it = connections_.erase(it);
         } else {
