@@ -128,8 +128,8 @@ void ListExchanges(Simulator& simulator, const httplib::Request& req, httplib::R
     if (!query) {
         return Refuse(res, 400, error);
     }
-    // Read before listing: an exchange recorded in between shows up again in the next page
-    // asked "since" this id, never not at all.
+    // Read before listing, so that an exchange recorded meanwhile is never skipped by the next
+    // page asked "since" the answered id.
     const uint64_t last_id = simulator.Exchanges().LastId();
     std::vector<Exchange> found = simulator.Exchanges().List(query->filter);
     found.erase(std::remove_if(found.begin(), found.end(),
