@@ -1,8 +1,6 @@
 #include "SimulatorClient.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -26,27 +24,6 @@ Reply Timed(Call call) {
 
 char* Text(const std::string& text) {
     return const_cast<char*>(text.c_str());
-}
-
-int BoundSocket(int port, bool listening) {
-    int sock = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        (listening && ::listen(sock, 4) != 0)) {
-        ::close(sock);
-        return -1;
-    }
-    return sock;
-}
-
-int PortOfSocket(int sock) {
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    ::getsockname(sock, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
 }
 
 }  // namespace
@@ -84,8 +61,10 @@ Reply Put(int port, const std::string& path, const std::string& body, long timeo
     });
 }
 
-TakenPort::TakenPort() : socket_(BoundSocket(0, true)) {
-    port_ = socket_ < 0 ? 0 : PortOfSocket(socket_);
+TakenPort::TakenPort() : socket_(BoundLoopbackSocket(0)) {
+    if (socket_ >= 0 && ::listen(socket_, 4) == 0) {
+        port_ = PortOfSocket(socket_);
+    }
 }
 
 TakenPort::~TakenPort() {
@@ -95,7 +74,7 @@ TakenPort::~TakenPort() {
 }
 
 int FreePort() {
-    int sock = BoundSocket(0, false);
+    int sock = BoundLoopbackSocket(0);
     int port = PortOfSocket(sock);
     ::close(sock);
     return port;

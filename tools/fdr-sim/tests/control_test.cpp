@@ -30,6 +30,8 @@ TEST(Control, FaultsComeAndGoWhileServing) {
     Fault cut = Of(FaultMode::ResetEarly);
     cut.body = R"({"err_code":0,"padding":"xxxxxxxx"})";
     cut.sent_bytes = 5;
+    Fault drip = Of(FaultMode::Drip);
+    drip.drip_interval = std::chrono::milliseconds(1);
     struct Case {
         Fault fault;
         int code;
@@ -41,6 +43,7 @@ TEST(Control, FaultsComeAndGoWhileServing) {
         {Of(FaultMode::NotFound), 4, 404},
         {cut, 3, 56 /* receive error */},
         {Of(FaultMode::InvalidHttp), 3, 1 /* unsupported protocol */},
+        {drip, 0, 0},
     };
     auto simulator = StartSimulator(FreePortOptions());
     ASSERT_NE(simulator, nullptr);
@@ -50,13 +53,16 @@ TEST(Control, FaultsComeAndGoWhileServing) {
         const Reply faulty = PutArbitrator(*simulator);
         EXPECT_EQ(faulty.code, c.code);
         EXPECT_EQ(faulty.detail, c.detail);
+        if (c.code == 0) {
+            EXPECT_EQ(faulty.body, "{}") << "slow, but the whole answer";
+        }
         simulator->ClearFault(Service::Arbitrator);
         const Reply cleared = PutArbitrator(*simulator);
         EXPECT_EQ(cleared.code, 0);
         EXPECT_EQ(cleared.body, "{}");
     }
     const auto journal = simulator->Exchanges().List();
-    ASSERT_EQ(journal.size(), 9u) << "the refused request never arrives";
+    ASSERT_EQ(journal.size(), 11u) << "the refused request never arrives";
     EXPECT_EQ(journal[1].fault, "status");
     EXPECT_EQ(journal[2].fault, "");
 }

@@ -69,4 +69,10 @@ class ServiceListener {
 // The loopback address every service listens on.
 inline constexpr char kListenHost[] = "127.0.0.1";
 
+// A socket bound to `port` of the loopback address (0: any free one); -1 with errno set when the
+// port cannot be had.
+int BoundLoopbackSocket(int port);
+// The port a bound socket has.
+int PortOfSocket(int sock);
+
 }  // namespace fdrsim
