@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, when they are missing, and says
-# so. Usage: scripts/ensure-deps.sh [build|test|fuzz|memcheck|package]
+# so. Usage: scripts/ensure-deps.sh [build|test|fuzz|memcheck|package|browser]
 #   test adds what the test suite needs, fuzz the clang toolchain of the fuzzers, memcheck valgrind,
-#   package what building and checking the Debian packages needs (debhelper, lintian, help2man).
+#   package what building and checking the Debian packages needs (debhelper, lintian, help2man),
+#   browser chromium, node and the npm packages of the console's browser tests (tests/browser).
 set -euo pipefail
 
 purpose=${1:-build}
@@ -14,7 +15,11 @@ case "$purpose" in
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     memcheck) packages+=(valgrind) ;;
     package) packages+=(debhelper dpkg-dev help2man lintian iproute2) ;;
-    *) echo "usage: $0 [build|test|fuzz|memcheck|package]" >&2; exit 2 ;;
+    browser)
+        packages+=(chromium)
+        # Any node of 18 or later does; Debian's when there is none.
+        if ! command -v npm >/dev/null; then packages+=(nodejs npm); fi ;;
+    *) echo "usage: $0 [build|test|fuzz|memcheck|package|browser]" >&2; exit 2 ;;
 esac
 
 missing=()
@@ -23,18 +28,23 @@ for package in "${packages[@]}"; do
         missing+=("$package")
     fi
 done
-if [ ${#missing[@]} -eq 0 ]; then
-    exit 0
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "Installing missing packages: ${missing[*]}"
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "error: these packages are missing and installing them needs root:" >&2
+        echo "  apt-get install ${missing[*]}" >&2
+        exit 1
+    fi
+    export DEBIAN_FRONTEND=noninteractive
+    if ! apt-get install -y --no-install-recommends "${missing[@]}"; then
+        apt-get update
+        apt-get install -y --no-install-recommends "${missing[@]}"
+    fi
 fi
 
-echo "Installing missing packages: ${missing[*]}"
-if [ "$(id -u)" -ne 0 ]; then
-    echo "error: these packages are missing and installing them needs root:" >&2
-    echo "  apt-get install ${missing[*]}" >&2
-    exit 1
-fi
-export DEBIAN_FRONTEND=noninteractive
-if ! apt-get install -y --no-install-recommends "${missing[@]}"; then
-    apt-get update
-    apt-get install -y --no-install-recommends "${missing[@]}"
+# The browser tests' npm packages, exactly as locked; puppeteer-core never downloads a browser.
+if [ "$purpose" = browser ] && [ ! -d "$(dirname "$0")/../tests/browser/node_modules" ]; then
+    echo "Installing the npm packages of tests/browser"
+    (cd "$(dirname "$0")/../tests/browser" &&
+        PUPPETEER_SKIP_DOWNLOAD=1 npm ci --no-audit --no-fund --loglevel=error)
 fi

@@ -66,6 +66,7 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine& out, std::
         }
         return false;
     };
+    bool admin_port_given = false;
     for (int i = 0; i < argc; ++i) {
         const std::string arg = argv[i];
         // Options with a value take it from the next argument or after "=".
@@ -118,6 +119,14 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine& out, std::
             if (!take() || !ParsePort(value, out.ports)) {
                 return fail("--port needs SERVICE=PORT, e.g. token=18229 (0: any free port)");
             }
+        } else if (name == "--admin-port") {
+            if (!take() || value.empty() || value.size() > 5 ||
+                value.find_first_not_of("0123456789") != std::string::npos ||
+                std::atoi(value.c_str()) > 65535) {
+                return fail("--admin-port needs a port number (0: any free port)");
+            }
+            out.admin_port = std::atoi(value.c_str());
+            admin_port_given = true;
         } else if (name == "--token-ttl" || name == "--refresh-ttl") {
             if (!take() ||
                 !ParseSeconds(value, name == "--token-ttl" ? out.token_ttl : out.refresh_ttl)) {
@@ -126,6 +135,9 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine& out, std::
         } else {
             return fail("unknown option " + arg);
         }
+    }
+    if (out.any_ports && !admin_port_given) {
+        out.admin_port = 0;
     }
     return true;
 }
@@ -141,11 +153,15 @@ Options:
   --transcript FILE     write every exchange to FILE as one JSON line
   --ready-file FILE     write FILE once every service listens; removed again on exit
   --fault PORT:MODE     make one service misbehave; PORT is its fixed port or its name;
-                        MODE is refuse, stall, 500, garbage or close-early (repeatable)
+                        MODE is refuse, stall, status, 500, 404, garbage, close-early,
+                        reset-early, drip, huge, invalid-http, deep-nesting or none
+                        (repeatable)
   --token-ttl SECONDS   lifetime of access tokens (default 3600)
   --refresh-ttl SECONDS lifetime of refresh tokens (default 86400)
   --port SERVICE=PORT   listen on another port (0: any free port) (repeatable)
   --any-ports           every service on a free port (see the ready file for which)
+  --admin-port PORT     the control API and live console on 127.0.0.1 (default 10299, or a
+                        free port with --any-ports; 0: any free port, see the ready file)
   --quiet               print nothing but errors
   --print-sample-seed   print the built-in federation as a seed file and exit
   --version             print the version and exit

@@ -10,6 +10,9 @@
 
 namespace fdrsim {
 
+// The control API and console: outside the eight service ports, on 127.0.0.1 only.
+inline constexpr int kDefaultAdminPort = 10299;
+
 struct CommandLine {
     std::string seed_path;        // empty: the built-in sample federation
     std::string transcript_path;  // empty: no transcript file
@@ -17,6 +20,9 @@ struct CommandLine {
     std::map<Service, FaultMode> faults;
     std::map<Service, int> ports;
     bool any_ports = false;
+    // The control API's port; 0 picks a free one. Defaults to kDefaultAdminPort, or to a free
+    // port with --any-ports, so that simulators on free ports never contend for it.
+    int admin_port = kDefaultAdminPort;
     std::chrono::seconds token_ttl{3600};
     std::chrono::seconds refresh_ttl{86400};
     bool quiet = false;

@@ -13,6 +13,7 @@
 #include "JsonText.h"
 #include "Simulator.h"
 #include "Transcript.h"
+#include "admin/AdminServer.h"
 
 using namespace fdrsim;
 
@@ -23,7 +24,7 @@ int Fail(const std::string& message, int status) {
     return status;
 }
 
-void PrintBanner(Simulator& simulator) {
+void PrintBanner(Simulator& simulator, int admin_port) {
     size_t channels = 0;
     const auto members = simulator.Federation().Members();
     for (const auto& member : members) {
@@ -37,7 +38,7 @@ void PrintBanner(Simulator& simulator) {
     for (const auto& info : AllServices()) {
         std::cout << "  " << std::setw(5) << simulator.PortOf(info.id) << "  " << std::left
                   << std::setw(18) << info.key;
-        const FaultMode fault = simulator.FaultOf(info.id);
+        const FaultMode fault = simulator.FaultOf(info.id).mode;
         if (fault != FaultMode::None) {
             std::cout << std::setw(34) << info.name << "fault: " << FaultName(fault);
         } else {
@@ -46,19 +47,22 @@ void PrintBanner(Simulator& simulator) {
         std::cout << std::right;
         std::cout << '\n';
     }
+    std::cout << "fdr-sim: console and control API on http://127.0.0.1:" << admin_port << "/\n";
     std::cout << "fdr-sim: ready; Ctrl-C stops" << std::endl;
 }
 
 // Written to a temporary name and renamed, so that a waiting parent never reads half a file.
-bool WriteReadyFile(const std::string& path, Simulator& simulator, std::string* error) {
+bool WriteReadyFile(const std::string& path, Simulator& simulator, int admin_port,
+                    std::string* error) {
     Json::Value ready(Json::objectValue);
     ready["pid"] = static_cast<Json::Int64>(getpid());
     for (const auto& info : AllServices()) {
         Json::Value service(Json::objectValue);
         service["port"] = simulator.PortOf(info.id);
-        service["fault"] = FaultName(simulator.FaultOf(info.id));
+        service["fault"] = FaultName(simulator.FaultOf(info.id).mode);
         ready["services"][info.key] = service;
     }
+    ready["admin"]["port"] = admin_port;
     const std::string temporary = path + ".tmp";
     {
         std::ofstream out(temporary, std::ios::trunc);
@@ -131,10 +135,17 @@ int main(int argc, char** argv) {
     if (!simulator.Start(&error)) {
         return Fail(error, 1);
     }
-    if (!command.quiet) {
-        PrintBanner(simulator);
+    admin::AdminServer admin(simulator);
+    if (!admin.Start(command.admin_port, &error)) {
+        simulator.Stop();
+        return Fail(error, 1);
     }
-    if (!command.ready_file.empty() && !WriteReadyFile(command.ready_file, simulator, &error)) {
+    if (!command.quiet) {
+        PrintBanner(simulator, admin.port());
+    }
+    if (!command.ready_file.empty() &&
+        !WriteReadyFile(command.ready_file, simulator, admin.port(), &error)) {
+        admin.Stop();
         simulator.Stop();
         return Fail(error, 1);
     }
@@ -145,6 +156,7 @@ int main(int argc, char** argv) {
         std::cout << "fdr-sim: stopping (" << (received == SIGINT ? "SIGINT" : "SIGTERM") << ")"
                   << std::endl;
     }
+    admin.Stop();
     simulator.Stop();
     if (!command.ready_file.empty()) {
         std::remove(command.ready_file.c_str());

@@ -23,6 +23,23 @@ TEST(CommandLine, RepeatedFaultsAndPortsAccumulateByPortOrName) {
     EXPECT_EQ(out.token_ttl.count(), 5);
 }
 
+TEST(CommandLine, TheControlApiTakesAFreePortBesideServicesOnFreePorts) {
+    const struct {
+        std::vector<const char*> args;
+        int admin_port;
+    } cases[] = {
+        {{}, 10299},
+        {{"--any-ports"}, 0},
+        {{"--any-ports", "--admin-port", "18299"}, 18299},
+        {{"--admin-port=0"}, 0},
+    };
+    for (const auto& c : cases) {
+        CommandLine out;
+        ASSERT_TRUE(Parse(c.args, out));
+        EXPECT_EQ(out.admin_port, c.admin_port) << c.args.size();
+    }
+}
+
 TEST(CommandLine, RefusesBadArgumentsWithAReason) {
     const struct {
         std::vector<const char*> args;
@@ -35,6 +52,7 @@ TEST(CommandLine, RefusesBadArgumentsWithAReason) {
         {{"--port", "token=70000"}, "--port needs SERVICE=PORT"},
         {{"--seed"}, "--seed needs a file name"},
         {{"--verbose"}, "unknown option --verbose"},
+        {{"--admin-port", "70000"}, "--admin-port needs a port number"},
     };
     for (const auto& c : cases) {
         CommandLine out;

@@ -65,11 +65,11 @@ std::string ByteSize(size_t bytes) {
 }
 
 void PrintReceived(std::ostream& out, const Style& style,
-                   const std::vector<TranscriptEntry>& exchanges) {
+                   const std::vector<ReceivedExchange>& exchanges) {
     out << '\n'
         << style.Paint("What each service received", Tone::Strong) << " (" << exchanges.size()
         << (exchanges.size() == 1 ? " exchange" : " exchanges") << ")\n";
-    std::map<int, std::vector<const TranscriptEntry*>> by_port;
+    std::map<int, std::vector<const ReceivedExchange*>> by_port;
     for (const auto& exchange : exchanges) {
         by_port[exchange.port].push_back(&exchange);
     }
@@ -80,7 +80,7 @@ void PrintReceived(std::ostream& out, const Style& style,
     table.LimitWidth(2, 66);
     for (const auto& [port, entries] : by_port) {
         bool first = true;
-        for (const TranscriptEntry* entry : entries) {
+        for (const ReceivedExchange* entry : entries) {
             const bool answered_ok = entry->status >= 200 && entry->status < 300;
             const Tone notes = entry->ok ? Tone::Dim : Tone::Bad;
             table.AddRow({first ? Cell(entry->service) : Cell(), first ? std::to_string(port) : "",

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "DemoJournal.h"
 #include "TextTable.h"
-#include "Transcript.h"
 
 namespace fedutil {
 
@@ -38,9 +38,9 @@ class StepPrinter {
     size_t operation_width_;
 };
 
-// Every exchange of the transcript, grouped by service in port order.
+// Every exchange the services received, grouped by service in port order.
 void PrintReceived(std::ostream& out, const Style& style,
-                   const std::vector<TranscriptEntry>& exchanges);
+                   const std::vector<ReceivedExchange>& exchanges);
 
 // "demo: 23 steps, 23 ok" or "demo: 23 steps, 21 ok, 2 failed (7, 12)".
 std::string SummaryLine(const std::vector<StepRecord>& steps);

@@ -13,13 +13,13 @@
 #include <thread>
 
 #include "ConsoleCapture.h"
+#include "DemoJournal.h"
 #include "Errors.h"
 #include "FederationLibrary.h"
 #include "ResultCodes.h"
 #include "SampleCatalogue.h"
 #include "SimulatorProcess.h"
 #include "TextTable.h"
-#include "Transcript.h"
 
 namespace fedutil {
 
@@ -30,7 +30,7 @@ using MemberRecord = DravoAgentData::AutonomyList::AutonomyListObj;
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
 
-constexpr auto kTranscriptWait = std::chrono::seconds(3);
+constexpr auto kJournalWait = std::chrono::seconds(3);
 constexpr char kNewServerMode[] = "centralized";
 
 std::optional<Json::Value> ParseStrict(const std::string& text) {
@@ -79,7 +79,9 @@ const std::vector<OptionSpec>& DemoOptions() {
         {"--client-id", "ID", "token client of the federation (default: recorder)"},
         {"--client-secret", "SECRET", "its secret (default: s3cret)"},
         {"--user", "NAME", "whose privileges to read (default: guard)"},
-        {"--keep", nullptr, "keep the work folder (transcript, simulator output, library logs)"},
+        {"--keep", nullptr,
+         "keep the work folder (transcript, simulator output, library logs) and leave the "
+         "simulator running for a look at its console"},
     };
     return options;
 }
@@ -209,32 +211,32 @@ void DemoSession::Expect(const fdr::LocalEndpoint& endpoint, size_t count) {
 }
 
 std::string DemoSession::CheckExchanges() {
-    if (settings_.transcript.empty()) {
+    if (settings_.journal_port == 0) {
         return "";  // a simulator the demo did not start: judged by the results alone
     }
     size_t wanted = 0;
     for (const auto& expected : expected_) {
         wanted += expected.count;
     }
-    // The simulator writes an exchange's line after answering it, so it may trail the call.
-    std::vector<TranscriptEntry> all;
-    const auto deadline = Clock::now() + kTranscriptWait;
+    // The simulator records an exchange after answering it, so it may trail the call.
+    std::vector<ReceivedExchange> fresh;
+    const auto deadline = Clock::now() + kJournalWait;
     do {
-        all = ReadTranscript(settings_.transcript);
-        if (all.size() >= transcript_seen_ + wanted) {
+        if (auto page = ReadJournal(settings_.journal_port, journal_seen_)) {
+            journal_seen_ = page->last_id;
+            fresh.insert(fresh.end(), page->exchanges.begin(), page->exchanges.end());
+        }
+        if (fresh.size() >= wanted) {
             break;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     } while (Clock::now() < deadline);
-    const std::vector<TranscriptEntry> fresh(all.begin() + std::min(transcript_seen_, all.size()),
-                                             all.end());
-    transcript_seen_ = all.size();
 
     std::vector<bool> matched(fresh.size(), false);
     for (const auto& expected : expected_) {
         size_t found = 0;
         for (size_t i = 0; i < fresh.size(); ++i) {
-            const TranscriptEntry& entry = fresh[i];
+            const ReceivedExchange& entry = fresh[i];
             if (matched[i] || entry.service != expected.service ||
                 entry.method != expected.method || entry.Path() != expected.path) {
                 continue;
@@ -730,6 +732,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     settings.client_id = line.ValueOr("--client-id", settings.client_id);
     settings.client_secret = line.ValueOr("--client-secret", settings.client_secret);
     settings.user = line.ValueOr("--user", settings.user);
+    const bool keep = line.Flag("--keep");
     std::unique_ptr<SimulatorProcess> simulator;
     std::string simulator_text;
     if (FederationServiceAnswers()) {
@@ -738,8 +741,8 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
                          "; steps are judged by their results alone (no transcript)";
     } else {
         const std::string program = FindSimulator(line.ValueOr("--sim", ""));
-        simulator = SimulatorProcess::Start(program, folder, ready_timeout);
-        settings.transcript = simulator->TranscriptPath();
+        simulator = SimulatorProcess::Start(program, folder, ready_timeout, keep);
+        settings.journal_port = simulator->AdminPort();
         simulator_text = program + " (pid " + std::to_string(simulator->Pid()) + ")";
     }
 
@@ -748,7 +751,15 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     PrintSetting(out, style, "library", library.Path());
     PrintSetting(out, style, "simulator", simulator_text);
     PrintSetting(out, style, "work folder",
-                 folder + (line.Flag("--keep") ? "" : " (removed at the end unless a step fails)"));
+                 folder + (keep ? "" : " (removed at the end unless a step fails)"));
+    const std::string console = simulator && simulator->AdminPort() > 0
+                                    ? std::string("http://") + fdr::kLocalHost + ":" +
+                                          std::to_string(simulator->AdminPort()) + "/"
+                                    : "";
+    if (!console.empty()) {
+        PrintSetting(out, style, "console",
+                     console + (keep ? " (the simulator keeps running after the demo)" : ""));
+    }
     out << '\n';
 
     size_t title_width = 0;
@@ -763,8 +774,12 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     const std::vector<StepRecord> steps = session.Run(printer);
 
     if (simulator) {
-        simulator->Stop();
-        PrintReceived(out, style, ReadTranscript(settings.transcript));
+        // Read before the simulator stops: the journal lives in it.
+        const auto received = ReadJournal(settings.journal_port, 0).value_or(JournalPage());
+        if (!keep) {
+            simulator->Stop();
+        }
+        PrintReceived(out, style, received.exchanges);
     }
     const bool all_passed =
         std::all_of(steps.begin(), steps.end(), [](const StepRecord& step) { return step.passed; });
@@ -774,6 +789,16 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
             << style.Paint(
                    "work folder kept: " + folder + " (transcript, simulator output, library logs)",
                    Tone::Dim)
+            << '\n';
+    }
+    if (simulator && keep) {
+        const std::string pid = std::to_string(simulator->Pid());
+        simulator->Leave();
+        out << '\n'
+            << style.Paint("simulator left running (pid " + pid + ")" +
+                               (console.empty() ? "" : ", console " + console) +
+                               "; stop it with: kill " + pid,
+                           Tone::Dim)
             << '\n';
     }
     out << '\n' << style.Paint(SummaryLine(steps), all_passed ? Tone::Good : Tone::Bad) << '\n';

@@ -19,7 +19,7 @@ struct DemoSettings {
     std::string client_id = "recorder";  // the simulator's sample client
     std::string client_secret = "s3cret";
     std::string user = "guard";  // a user of the simulator's sample federation
-    std::string transcript;      // "" when the simulator was not started by the demo
+    int journal_port = 0;        // the simulator's control API; 0 when the demo did not start it
 };
 
 // One exchange a step must cause: `count` requests of `method` to `path` at `service`.
@@ -52,7 +52,7 @@ class DemoSession {
     void Expect(const char* service, const char* method, const std::string& path, size_t count = 1);
     // The endpoint's request, its query left out, at the service on the endpoint's port.
     void Expect(const fdr::LocalEndpoint& endpoint, size_t count = 1);
-    // Waits (bounded) for the step's exchanges in the transcript and judges them; "" when
+    // Waits (bounded) for the step's exchanges in the journal and judges them; "" when
     // everything expected arrived, was answered 2xx and flagged no problem.
     std::string CheckExchanges();
     std::shared_ptr<DravoAgentData::AutonomyList::AutonomyListObj> Member(size_t index) const;
@@ -86,7 +86,7 @@ class DemoSession {
 
     ICentralizedServer& federation_;
     DemoSettings settings_;
-    size_t transcript_seen_ = 0;
+    uint64_t journal_seen_ = 0;  // the last exchange id judged
 
     // Per step.
     int result_ = 0;

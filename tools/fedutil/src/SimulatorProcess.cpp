@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <json/json.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -117,7 +119,8 @@ std::string FindSimulator(const std::string& explicit_path) {
 
 std::unique_ptr<SimulatorProcess> SimulatorProcess::Start(const std::string& program,
                                                           const std::string& folder,
-                                                          std::chrono::milliseconds timeout) {
+                                                          std::chrono::milliseconds timeout,
+                                                          bool may_outlive) {
     const std::string transcript = folder + "/transcript.jsonl";
     const std::string ready = folder + "/ready.json";
     const std::string output = folder + "/fdr-sim.out";
@@ -137,10 +140,14 @@ std::unique_ptr<SimulatorProcess> SimulatorProcess::Start(const std::string& pro
     }
     if (pid == 0) {
         // Only async-signal-safe calls until exec. The simulator ends with fedutil, however
-        // fedutil ends.
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (getppid() != parent) {
-            _exit(127);
+        // fedutil ends, unless it may outlive it: then it leaves fedutil's session.
+        if (may_outlive) {
+            setsid();
+        } else {
+            prctl(PR_SET_PDEATHSIG, SIGTERM);
+            if (getppid() != parent) {
+                _exit(127);
+            }
         }
         const int in = open("/dev/null", O_RDONLY);
         const int out = open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -174,6 +181,15 @@ std::unique_ptr<SimulatorProcess> SimulatorProcess::Start(const std::string& pro
                 " s");
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    // {"pid":..,"services":{..},"admin":{"port":N}}; an older simulator names no admin port.
+    Json::CharReaderBuilder builder;
+    Json::Value described;
+    std::string ignored;
+    std::istringstream text(ReadSmallFile(ready));
+    if (Json::parseFromStream(builder, text, &described, &ignored) && described.isObject() &&
+        described["admin"].isObject() && described["admin"]["port"].isInt()) {
+        simulator->admin_port_ = described["admin"]["port"].asInt();
     }
     return simulator;
 }

@@ -10,7 +10,6 @@
 #include "Errors.h"
 #include "ProgramRun.h"
 #include "SimulatorProcess.h"
-#include "Transcript.h"
 #include "support/Timing.h"
 
 namespace fedutil {
@@ -29,10 +28,12 @@ std::string Script(const std::string& folder, const std::string& body) {
 
 TEST(SimulatorProcess, ReturnsOnceTheReadyFileExistsAndStopsTheProgram) {
     const std::string folder = test::NewFolder();
-    const std::string program = Script(folder, "echo '{}' > \"$5\"\nexec sleep 30");
+    const std::string program =
+        Script(folder, "echo '{\"admin\":{\"port\":10299}}' > \"$5\"\nexec sleep 30");
     auto simulator = SimulatorProcess::Start(program, folder, fdrtest::kEventuallyLimit);
     ASSERT_NE(simulator, nullptr);
     EXPECT_EQ(simulator->TranscriptPath(), folder + "/transcript.jsonl");
+    EXPECT_EQ(simulator->AdminPort(), 10299);
     const pid_t pid = simulator->Pid();
     const auto started = Clock::now();
     simulator->Stop();
@@ -71,28 +72,6 @@ TEST(SimulatorProcess, GivesUpOnAProgramThatNeverGetsReady) {
 TEST(SimulatorProcess, AnExplicitProgramMustBeExecutable) {
     EXPECT_THROW(FindSimulator(test::DataFile("members.json")), UnavailableError);
     EXPECT_EQ(FindSimulator("/bin/sh"), "/bin/sh");
-}
-
-TEST(Transcript, ReadsCompleteLinesOnly) {
-    const std::string path = test::NewFolder() + "/transcript.jsonl";
-    test::WriteFile(
-        path,
-        R"({"service":"arbitrator","port":10228,"method":"PUT","target":"/channel_info_refresh",)"
-        R"("request":"{}","status":200,"answer":"{}","flags":[],"ok":true})"
-        "\n"
-        R"({"service":"federation","port":10240,"method":"GET","target":"/fdr/Service?type=1",)"
-        R"("request":"","status":null,"answer":"","flags":["stalled","x"],"ok":false})"
-        "\n"
-        R"({"service":"token","port":10229,"method":"POST")");
-    const auto entries = ReadTranscript(path);
-    ASSERT_EQ(entries.size(), 2u);
-    EXPECT_EQ(entries[0].status, 200);
-    EXPECT_TRUE(entries[0].ok);
-    EXPECT_EQ(entries[1].Path(), "/fdr/Service");
-    EXPECT_EQ(entries[1].status, 0);
-    EXPECT_FALSE(entries[1].ok);
-    EXPECT_EQ(entries[1].flags, (std::vector<std::string>{"stalled", "x"}));
-    EXPECT_TRUE(ReadTranscript(path + ".missing").empty());
 }
 
 }  // namespace
