@@ -19,8 +19,8 @@ namespace bench {
 
 class PairTimer {
   public:
-    // `untimed` runs after each batch of the library's side, outside the timing: parsers hand
-    // their records to the host, whose dropping them is not the parser's work.
+    // `untimed` runs after each batch of either side, outside the timing: readers hand their
+    // records to the host, whose dropping them is neither side's work.
     PairTimer(std::function<void()> lib, std::function<void()> bare,
               std::function<void()> untimed = nullptr)
         : lib_(std::move(lib)), bare_(std::move(bare)), untimed_(std::move(untimed)) {}
@@ -31,11 +31,11 @@ class PairTimer {
             Calibrate();
         }
         if (flip_) {
-            bare_ns_.push_back(Time(bare_));
-            lib_ns_.push_back(TimeLib());
+            bare_ns_.push_back(TimeThenDrop(bare_));
+            lib_ns_.push_back(TimeThenDrop(lib_));
         } else {
-            lib_ns_.push_back(TimeLib());
-            bare_ns_.push_back(Time(bare_));
+            lib_ns_.push_back(TimeThenDrop(lib_));
+            bare_ns_.push_back(TimeThenDrop(bare_));
         }
         flip_ = !flip_;
     }
@@ -67,16 +67,16 @@ class PairTimer {
 
     void Calibrate() {
         batch_ = 1;
-        TimeLib();
-        bare_();
-        const double once = std::min(TimeLib(), Time(bare_));
+        TimeThenDrop(lib_);
+        TimeThenDrop(bare_);
+        const double once = std::min(TimeThenDrop(lib_), TimeThenDrop(bare_));
         if (once < kMinBatchNs) {
             batch_ = static_cast<int>(kMinBatchNs / std::max(once, 1.0)) + 1;
         }
     }
 
-    double TimeLib() {
-        const double ns = Time(lib_);
+    double TimeThenDrop(const std::function<void()>& run) {
+        const double ns = Time(run);
         if (untimed_) {
             untimed_();
         }

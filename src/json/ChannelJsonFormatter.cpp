@@ -4,10 +4,12 @@
 
 #include <cjson/cJSON.h>
 
+#include <climits>
 #include <deque>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "json/JsonNumber.h"
@@ -207,6 +209,38 @@ cJSON* AddServer(cJSON* servers, const std::string& lid, const char* mode) {
     return AddArray(server, "channel_list");
 }
 
+// The printed size of a list body, from its channel texts: each text with its quotes and
+// backslashes escaped, plus room for an entry's keys, guid and name. A short guess costs only
+// the buffer's growing; the bytes printed do not depend on it.
+size_t ListBodySizeHint(const ChannelTexts& texts) {
+    constexpr size_t kEntryRoom = 160;
+    size_t size = 4096;
+    for (const std::string& text : texts) {
+        size += text.size() + kEntryRoom;
+        for (const char c : text) {
+            size += c == '"' || c == '\\' ? 1 : 0;
+        }
+    }
+    return size;
+}
+
+// Prints a list body over `out` (unchanged when printing fails). The channel texts are nearly
+// all of its bytes: the buffer is sized for them up front instead of doubling on the way, and
+// the tree and the texts are let go before the copy into `out`, so that the body is never held
+// more than twice.
+void PrintListBody(Tree root, ChannelTexts texts, std::string& out) {
+    const size_t hint = ListBodySizeHint(texts);
+    std::unique_ptr<char, PrintedDeleter> text(
+        hint <= static_cast<size_t>(INT_MAX)
+            ? cJSON_PrintBuffered(root.get(), static_cast<int>(hint), 0)
+            : cJSON_PrintUnformatted(root.get()));
+    root.reset();
+    ChannelTexts().swap(texts);
+    if (text) {
+        out = text.get();
+    }
+}
+
 enum class ChannelData { Full, Empty };
 
 // The four one-server list bodies differ only in their mode and in whether "data" is filled.
@@ -233,7 +267,7 @@ unsigned int FormatServerChannelList(const std::string& lid, const ChannelObjLis
             break;  // print what was built
         }
     }
-    PrintInto(root.get(), out);
+    PrintListBody(std::move(root), std::move(texts), out);
     return 0;
 }
 
@@ -399,7 +433,7 @@ unsigned int CChannelInfoJsonFormatter::FormatterAddChannelInfo(
             break;  // print what was built
         }
     }
-    PrintInto(root.get(), out);
+    PrintListBody(std::move(root), std::move(texts), out);
     return 0;
 }
 
