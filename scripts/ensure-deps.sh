@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, when they are missing, and says
-# so. Usage: scripts/ensure-deps.sh [build|test|fuzz|memcheck|package]
+# so. Usage: scripts/ensure-deps.sh [build|test|bench|fuzz|memcheck|package]
 #   test adds what the test suite needs, fuzz the clang toolchain of the fuzzers, memcheck valgrind,
-#   package what building and checking the Debian packages needs (debhelper, lintian, help2man).
+#   package what building and checking the Debian packages needs (debhelper, lintian, help2man),
+#   bench what bench/run needs (Google Benchmark, iproute2 for its network namespace, gnuplot).
 set -euo pipefail
 
 purpose=${1:-build}
@@ -14,7 +15,8 @@ case "$purpose" in
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     memcheck) packages+=(valgrind) ;;
     package) packages+=(debhelper dpkg-dev help2man lintian iproute2) ;;
-    *) echo "usage: $0 [build|test|fuzz|memcheck|package]" >&2; exit 2 ;;
+    bench) packages+=(libbenchmark-dev iproute2 gnuplot-nox) ;;
+    *) echo "usage: $0 [build|test|bench|fuzz|memcheck|package]" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -1,0 +1,349 @@
+// The cost curve: a federation loaded (LoadFdrAutonomyListSetting, then LoadFdrChannelSetting
+// per member) and saved (SaveFdrAllChannelsSetting) end to end, at 1,024, 16,384 and 131,072
+// channels, 256 typical cameras per member: the time per channel of each, and the peak heap of
+// each save against the size of its body.
+//
+// Every allocation of this process goes through the malloc family defined below (the executable's
+// definitions take precedence over libc's for every library, libstdc++, cJSON and libcurl
+// included), which keeps a count of the bytes in use, by malloc_usable_size, and of its peak. The
+// records exist before a save and are not counted. The services run in a child process, so that
+// neither their work nor their memory is counted here; they use the fixed ports 10240 and 10241:
+// bench/run starts this in a private network namespace.
+//
+// Loads go to the simulated services (fdrsim::Simulator) seeded with the federation. Saves go to
+// a plain answering service: the simulator checks every channel text of a write with jsoncpp,
+// which at 131,072 channels (a 290 MB body) takes longer than the library's five-second limit
+// on an exchange.
+#include <arpa/inet.h>
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "BenchData.h"
+#include "FederateUtil/CFederateUtil.h"
+#include "FederateUtil/LocalServiceCall.h"
+#include "Simulator.h"
+#include "json/ChannelJsonFormatter.h"
+
+// ---- Counting allocator ----
+
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void* __libc_memalign(size_t, size_t);
+void __libc_free(void*);
+}
+
+namespace {
+
+std::atomic<long long> g_in_use{0};
+std::atomic<long long> g_peak{0};
+
+void Count(void* p) {
+    if (p != nullptr) {
+        const long long now = g_in_use.fetch_add(static_cast<long long>(malloc_usable_size(p))) +
+                              static_cast<long long>(malloc_usable_size(p));
+        long long peak = g_peak.load(std::memory_order_relaxed);
+        while (now > peak && !g_peak.compare_exchange_weak(peak, now)) {
+        }
+    }
+}
+
+void Uncount(void* p) {
+    if (p != nullptr) {
+        g_in_use.fetch_sub(static_cast<long long>(malloc_usable_size(p)));
+    }
+}
+
+}  // namespace
+
+extern "C" {
+void* malloc(size_t size) {
+    void* p = __libc_malloc(size);
+    Count(p);
+    return p;
+}
+void* calloc(size_t count, size_t size) {
+    void* p = __libc_calloc(count, size);
+    Count(p);
+    return p;
+}
+void* realloc(void* old, size_t size) {
+    Uncount(old);
+    void* p = __libc_realloc(old, size);
+    // A failed realloc leaves the old block in place.
+    Count(p != nullptr || size == 0 ? p : old);
+    return p;
+}
+void free(void* p) {
+    Uncount(p);
+    __libc_free(p);
+}
+void* memalign(size_t alignment, size_t size) {
+    void* p = __libc_memalign(alignment, size);
+    Count(p);
+    return p;
+}
+void* aligned_alloc(size_t alignment, size_t size) {
+    return memalign(alignment, size);
+}
+int posix_memalign(void** out, size_t alignment, size_t size) {
+    void* p = memalign(alignment, size);
+    if (p == nullptr) {
+        return ENOMEM;
+    }
+    *out = p;
+    return 0;
+}
+}
+
+namespace {
+
+using namespace bench;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kChannelsPerMember = 256;
+
+// The federation as the simulated services hold it: the same members, each with its channels'
+// texts as the library writes them.
+fdrsim::FederationSeed Seed(const DravoAgentData::AutonomyList& servers,
+                            const ChannelObjList& channels) {
+    fdrsim::FederationSeed seed;
+    seed.guid = "6b1f0d3e-2c4a-4f5e-8d9c-0a1b2c3d4e5f";
+    std::map<std::string, size_t> index;
+    for (const auto& r : servers.autonomy_list) {
+        fdrsim::Member m;
+        m.autonomy_lid = r->autonomy_lid;
+        m.autonomy_id = r->autonomy_id;
+        m.autonomy_lname = r->autonomy_lname;
+        m.address = r->address;
+        m.username = r->username;
+        m.password = r->password;
+        m.server_mode = r->server_mode;
+        m.mac = r->mac;
+        m.add_time = r->add_time;
+        m.group_id = r->group_id;
+        index[m.autonomy_lid] = seed.members.size();
+        seed.members.push_back(std::move(m));
+    }
+    for (const auto& c : channels) {
+        fdrsim::StoredChannel stored{c->channel_guid, c->channel_name, {}};
+        construct_cahnnel_info_string(c, stored.data);
+        seed.members[index.at(c->owner_lid)].channels.push_back(std::move(stored));
+    }
+    return seed;
+}
+
+[[noreturn]] void Fail(const char* what) {
+    std::fprintf(stderr, "%s\n", what);
+    std::exit(2);
+}
+
+// Waits until `port` accepts a connection; fails when the child has ended first.
+void WaitForPort(pid_t child, int port) {
+    for (int i = 0; i < 15000; ++i) {
+        const int fd = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_port = htons(static_cast<uint16_t>(port));
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const bool up = connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0;
+        close(fd);
+        if (up) {
+            return;
+        }
+        int status = 0;
+        if (waitpid(child, &status, WNOHANG) == child) {
+            Fail("the services ended before they listened: are the ports taken?");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    Fail("the services never listened");
+}
+
+void Stop(pid_t child) {
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
+// The simulated services with `seed`, in a child process, on their fixed ports.
+pid_t StartSimulator(fdrsim::FederationSeed seed) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        fdrsim::SimulatorOptions options;
+        options.federation = std::move(seed);
+        fdrsim::Simulator simulator(std::move(options));
+        std::string error;
+        if (!simulator.Start(&error)) {
+            std::fprintf(stderr, "%s\n", error.c_str());
+            _exit(2);
+        }
+        for (;;) {
+            pause();
+        }
+    }
+    WaitForPort(pid, fdr::kFederationReadPort);
+    WaitForPort(pid, fdr::kFederationWritePort);
+    return pid;
+}
+
+// The federation service's write port, answering every channel write with no error.
+pid_t StartSaveService() {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        httplib::Server server;
+        server.set_tcp_nodelay(true);
+        server.set_payload_max_length(1024u * 1024u * 1024u);
+        // The simulator's connections may linger on the port (closed on its side first).
+        server.set_socket_options([](socket_t sock) {
+            int yes = 1;
+            setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        });
+        const std::string answer = WriteAnswer();
+        server.Put(fdr::endpoint::kCmsChannelWrite.path,
+                   [&answer](const httplib::Request&, httplib::Response& res) {
+                       res.set_content(answer, "application/json");
+                   });
+        if (!server.listen(fdr::kLocalHost, fdr::kFederationWritePort)) {
+            std::perror("save service");
+        }
+        _exit(2);
+    }
+    WaitForPort(pid, fdr::kFederationWritePort);
+    return pid;
+}
+
+double Seconds(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// CPU time (user and system, seconds) of this process and of the services' process together.
+// The machine is shared: a burst of load stretches the wall-clock time of whatever runs at that
+// moment, a ten-second step more surely than a 30 ms one, but hardly the CPU time it takes.
+double CpuSeconds(pid_t child) {
+    timespec own{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &own);
+    double seconds = static_cast<double>(own.tv_sec) + static_cast<double>(own.tv_nsec) / 1e9;
+    std::ifstream stat("/proc/" + std::to_string(child) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    // After the command name in parentheses: state, then fields 4 to 13; utime and stime follow.
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string field;
+    for (int i = 3; i <= 13; ++i) {
+        fields >> field;
+    }
+    unsigned long long user = 0, system = 0;
+    fields >> user >> system;
+    return seconds + static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// One size of the curve: `repetitions` loads, then as many saves. Per channel: the CPU time of
+// both processes over all repetitions, and the median wall-clock time; the largest peak of a save.
+void Curve(benchmark::State& state, int members, int repetitions) {
+    const int total = members * kChannelsPerMember;
+    DravoAgentData::AutonomyList servers;
+    ChannelObjList channels;
+    Federation(members, total, servers, channels);
+    std::string body;
+    CChannelInfoJsonFormatter::FormatterAddChannelInfo(servers, channels, body);
+    const double body_size = static_cast<double>(body.size());
+    body = std::string();
+    CFederateUtil util;
+    std::vector<double> load, save;
+    double load_cpu = 0, save_cpu = 0, peak = 0;
+    for (auto _ : state) {
+        const pid_t simulator = StartSimulator(Seed(servers, channels));
+        const double load_start = CpuSeconds(simulator);
+        for (int i = 0; i < repetitions; ++i) {
+            DravoAgentData::AutonomyList loaded_members;
+            ChannelObjList loaded;
+            const auto start = Clock::now();
+            if (util.LoadFdrAutonomyListSetting(loaded_members) != 0) {
+                Fail("the member list did not load");
+            }
+            for (const auto& member : loaded_members.autonomy_list) {
+                if (util.LoadFdrChannelSetting(member->autonomy_lid, loaded) != 0) {
+                    Fail("a member's channels did not load");
+                }
+            }
+            load.push_back(Seconds(start));
+            if (static_cast<int>(loaded.size()) != total) {
+                Fail("the load did not read every channel");
+            }
+        }
+        load_cpu = CpuSeconds(simulator) - load_start;
+        Stop(simulator);
+        const pid_t service = StartSaveService();
+        const double save_start = CpuSeconds(service);
+        for (int i = 0; i < repetitions; ++i) {
+            const long long before = g_in_use.load();
+            g_peak = before;
+            const auto start = Clock::now();
+            if (util.SaveFdrAllChannelsSetting(servers, channels) != 0) {
+                Fail("the save failed");
+            }
+            save.push_back(Seconds(start));
+            peak = std::max(peak, static_cast<double>(g_peak.load() - before));
+        }
+        save_cpu = CpuSeconds(service) - save_start;
+        Stop(service);
+    }
+    const double per_channel = 1e9 / (static_cast<double>(repetitions) * total);
+    state.counters["channels"] = total;
+    state.counters["load_ns_per_channel"] = load_cpu * per_channel;
+    state.counters["save_ns_per_channel"] = save_cpu * per_channel;
+    state.counters["load_wall_ns_per_channel"] = Median(load) * 1e9 / total;
+    state.counters["save_wall_ns_per_channel"] = Median(save) * 1e9 / total;
+    state.counters["peak_bytes"] = peak;
+    state.counters["body_bytes"] = body_size;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Fewer repetitions as the size grows: the largest step alone takes about half a minute.
+    const struct { int members, repetitions; } sizes[] = {{4, 15}, {64, 3}, {512, 1}};
+    for (const auto& size : sizes) {
+        const int members = size.members;
+        const int repetitions = size.repetitions;
+        benchmark::RegisterBenchmark(
+            ("curve/" + std::to_string(members * kChannelsPerMember)).c_str(),
+            [members, repetitions](benchmark::State& state) { Curve(state, members, repetitions); })
+            ->Unit(benchmark::kMillisecond)
+            ->Iterations(1);
+    }
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
