@@ -5,6 +5,7 @@
 #include <cjson/cJSON.h>
 
 #include <climits>
+#include <cstring>
 #include <deque>
 #include <stdexcept>
 #include <string_view>
@@ -210,11 +211,11 @@ cJSON* AddServer(cJSON* servers, const std::string& lid, const char* mode) {
 }
 
 // The printed size of a list body, from its channel texts: each text with its quotes and
-// backslashes escaped, plus room for an entry's keys, guid and name. A short guess costs only
-// the buffer's growing; the bytes printed do not depend on it.
+// backslashes escaped, plus room for an entry's keys, guid and name. The bytes printed do not
+// depend on it: a body that does not fit is printed the usual way.
 size_t ListBodySizeHint(const ChannelTexts& texts) {
     constexpr size_t kEntryRoom = 160;
-    size_t size = 4096;
+    size_t size = 256;
     for (const std::string& text : texts) {
         size += text.size() + kEntryRoom;
         for (const char c : text) {
@@ -225,20 +226,22 @@ size_t ListBodySizeHint(const ChannelTexts& texts) {
 }
 
 // Prints a list body over `out` (unchanged when printing fails). The channel texts are nearly
-// all of its bytes: the buffer is sized for them up front instead of doubling on the way, and
-// the tree and the texts are let go before the copy into `out`, so that the body is never held
-// more than twice.
+// all of its bytes, and a federation's body runs to hundreds of megabytes: it is printed straight
+// into the string handed on, sized from the texts, and the tree and the texts are let go before
+// anything else is allocated, so that the body is never held more than twice.
 void PrintListBody(Tree root, ChannelTexts texts, std::string& out) {
     const size_t hint = ListBodySizeHint(texts);
-    std::unique_ptr<char, PrintedDeleter> text(
-        hint <= static_cast<size_t>(INT_MAX)
-            ? cJSON_PrintBuffered(root.get(), static_cast<int>(hint), 0)
-            : cJSON_PrintUnformatted(root.get()));
-    root.reset();
-    ChannelTexts().swap(texts);
-    if (text) {
-        out = text.get();
+    if (hint < static_cast<size_t>(INT_MAX)) {
+        std::string printed(hint, '\0');
+        if (cJSON_PrintPreallocated(root.get(), printed.data(), static_cast<int>(hint), 0)) {
+            printed.resize(std::strlen(printed.c_str()));
+            root.reset();
+            ChannelTexts().swap(texts);
+            out.swap(printed);
+            return;
+        }
     }
+    PrintInto(root.get(), out);
 }
 
 enum class ChannelData { Full, Empty };
