@@ -42,6 +42,8 @@ struct CurvePoint {
     double save_ns = 0;
     double load_wall_ns = 0;
     double save_wall_ns = 0;
+    double load_library_ns = 0;  // CPU time of the library's process alone
+    double save_library_ns = 0;
     double peak = 0;
     double body = 0;
 };
@@ -80,6 +82,8 @@ bool Read(const char* path, std::map<std::string, Case>& cases, Curve& curve) {
                 Number(run, "save_ns_per_channel"),
                 Number(run, "load_wall_ns_per_channel"),
                 Number(run, "save_wall_ns_per_channel"),
+                Number(run, "load_library_ns_per_channel"),
+                Number(run, "save_library_ns_per_channel"),
                 Number(run, "peak_bytes"),
                 Number(run, "body_bytes")};
             continue;
@@ -114,45 +118,49 @@ std::string Amount(double value, const char* what) {
     return text;
 }
 
-// The curve's rows: each size's CPU time per channel against the smallest size's ("curve/"),
-// each save's peak heap against its body ("heap/"), and the wall-clock times, no goal of their
-// own ("explain/").
 double Ratio(double value, double base) {
     return base > 0 ? value / base : 0;
 }
 
+// The curve's rows: each size's CPU time per channel (both processes) against the smallest
+// size's ("curve/"), each save's peak heap against its body ("heap/"), and, with no goal of their
+// own ("explain/"), the library's process alone and the wall-clock times.
 void AddCurveCases(const Curve& curve, std::map<std::string, Case>& cases) {
     if (curve.empty()) {
         return;
     }
     const CurvePoint& base = curve.begin()->second;
+    const auto against_base = [&cases](const std::string& name, double value, double first) {
+        cases[name] = {name, value, first, Ratio(value, first)};
+    };
     for (const auto& [channels, point] : curve) {
         const std::string size = std::to_string(channels);
-        cases["curve/Load/" + size] = {"", point.load_ns, base.load_ns,
-                                       Ratio(point.load_ns, base.load_ns)};
-        cases["curve/Save/" + size] = {"", point.save_ns, base.save_ns,
-                                       Ratio(point.save_ns, base.save_ns)};
-        cases["explain/LoadWallClock/" + size] = {"", point.load_wall_ns, base.load_wall_ns,
-                                                  Ratio(point.load_wall_ns, base.load_wall_ns)};
-        cases["explain/SaveWallClock/" + size] = {"", point.save_wall_ns, base.save_wall_ns,
-                                                  Ratio(point.save_wall_ns, base.save_wall_ns)};
+        against_base("curve/Load/" + size, point.load_ns, base.load_ns);
+        against_base("curve/Save/" + size, point.save_ns, base.save_ns);
+        against_base("explain/LoadLibraryCpu/" + size, point.load_library_ns, base.load_library_ns);
+        against_base("explain/SaveLibraryCpu/" + size, point.save_library_ns, base.save_library_ns);
+        against_base("explain/LoadWallClock/" + size, point.load_wall_ns, base.load_wall_ns);
+        against_base("explain/SaveWallClock/" + size, point.save_wall_ns, base.save_wall_ns);
         cases["heap/Save/" + size] = {"", point.peak, point.body, Ratio(point.peak, point.body)};
     }
 }
 
-// The curve as columns for gnuplot: channels, load and save CPU time per channel (us), the save's
-// peak heap per byte of body, load and save wall-clock time per channel (us).
+// The curve as columns for gnuplot: channels; load and save CPU time per channel (us); the save's
+// peak heap per byte of body; load and save wall-clock time per channel (us); load and save CPU
+// time of the library's process alone (us).
 bool WriteCurve(const char* path, const Curve& curve) {
     std::FILE* out = std::fopen(path, "w");
     if (out == nullptr) {
         return false;
     }
     std::fprintf(out,
-                 "# channels load_cpu_us save_cpu_us peak_per_body load_wall_us save_wall_us\n");
+                 "# channels load_cpu save_cpu peak_per_body load_wall save_wall "
+                 "load_library save_library\n");
     for (const auto& [channels, point] : curve) {
-        std::fprintf(out, "%ld %.3f %.3f %.3f %.3f %.3f\n", channels, point.load_ns / 1e3,
+        std::fprintf(out, "%ld %.3f %.3f %.3f %.3f %.3f %.3f %.3f\n", channels, point.load_ns / 1e3,
                      point.save_ns / 1e3, Ratio(point.peak, point.body), point.load_wall_ns / 1e3,
-                     point.save_wall_ns / 1e3);
+                     point.save_wall_ns / 1e3, point.load_library_ns / 1e3,
+                     point.save_library_ns / 1e3);
     }
     return std::fclose(out) == 0;
 }
