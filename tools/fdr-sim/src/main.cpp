@@ -37,7 +37,7 @@ void PrintBanner(Simulator& simulator) {
     for (const auto& info : AllServices()) {
         std::cout << "  " << std::setw(5) << simulator.PortOf(info.id) << "  " << std::left
                   << std::setw(18) << info.key;
-        const FaultMode fault = simulator.FaultOf(info.id);
+        const FaultMode fault = simulator.FaultOf(info.id).mode;
         if (fault != FaultMode::None) {
             std::cout << std::setw(34) << info.name << "fault: " << FaultName(fault);
         } else {
@@ -56,7 +56,7 @@ bool WriteReadyFile(const std::string& path, Simulator& simulator, std::string* 
     for (const auto& info : AllServices()) {
         Json::Value service(Json::objectValue);
         service["port"] = simulator.PortOf(info.id);
-        service["fault"] = FaultName(simulator.FaultOf(info.id));
+        service["fault"] = FaultName(simulator.FaultOf(info.id).mode);
         ready["services"][info.key] = service;
     }
     const std::string temporary = path + ".tmp";

@@ -164,7 +164,7 @@ TEST(ChannelChangeBody, RejectsWhatCannotBeAppliedAndFlagsOddChannelData) {
 
 IncomingRequest Request(const std::string& method, const std::string& path,
                         std::multimap<std::string, std::string> query, std::string body = "") {
-    return {method, path, path, std::move(query), std::move(body)};
+    return {method, path, path, std::move(query), std::move(body), {}};
 }
 
 Json::Value AnswerOf(const ServiceAnswer& answer) {

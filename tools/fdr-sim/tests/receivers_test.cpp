@@ -72,7 +72,7 @@ TEST(Receivers, CheckWhatArrivesAndAcceptTheKnownQuirks) {
     for (const auto& c : cases) {
         RouteTable routes;
         AddReceiverRoutes(c.service, routes);
-        ServiceAnswer answer = routes.Dispatch({c.method, c.path, c.path, {}, c.body});
+        ServiceAnswer answer = routes.Dispatch({c.method, c.path, c.path, {}, c.body, {}});
         EXPECT_EQ(answer.status, 200) << c.behaviour;
         EXPECT_EQ(answer.body, "{}") << c.behaviour;
         Exchange exchange;
@@ -91,12 +91,12 @@ TEST(Receivers, CheckWhatArrivesAndAcceptTheKnownQuirks) {
 TEST(Receivers, AnswerUnknownPathsAndWrongMethodsWithTheirStatus) {
     RouteTable routes;
     AddReceiverRoutes(Service::Arbitrator, routes);
-    ServiceAnswer wrong_method = routes.Dispatch({"POST", "/autonomy_changed", "", {}, ""});
+    ServiceAnswer wrong_method = routes.Dispatch({"POST", "/autonomy_changed", "", {}, "", {}});
     EXPECT_EQ(wrong_method.status, 405);
     ASSERT_EQ(wrong_method.flags.size(), 1u);
     EXPECT_TRUE(wrong_method.flags[0].problem);
     EXPECT_NE(wrong_method.flags[0].text.find("expected PUT"), std::string::npos);
-    EXPECT_EQ(routes.Dispatch({"PUT", "/logs/autonomyList", "", {}, ""}).status, 404);
+    EXPECT_EQ(routes.Dispatch({"PUT", "/logs/autonomyList", "", {}, "", {}}).status, 404);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The token service: the two grants as the library sends them, refusals, rotation and expiry.
 #include <gtest/gtest.h>
 
+#include "FormText.h"
 #include "JsonText.h"
 #include "TokenService.h"
 
@@ -19,7 +20,7 @@ class TokenServiceTest : public ::testing::Test {
         }};
 
     Json::Value Send(const std::string& form, Flags* flags = nullptr) {
-        ServiceAnswer answer = tokens_.Grant({"POST", "/token", "/token", {}, form});
+        ServiceAnswer answer = tokens_.Grant({"POST", "/token", "/token", {}, form, {}});
         EXPECT_EQ(answer.status, 200) << "errors are answered with 200 too";
         if (flags != nullptr) {
             *flags = answer.flags;

@@ -3,8 +3,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ServiceTable.h"
@@ -27,12 +30,16 @@ inline void AddProblem(Flags& flags, std::string text) {
     flags.push_back({std::move(text), true});
 }
 
+// Header fields in wire order, names as sent.
+using HeaderList = std::vector<std::pair<std::string, std::string>>;
+
 struct IncomingRequest {
     std::string method;
     std::string path;                               // decoded, without the query
     std::string target;                             // as sent: path and raw query
     std::multimap<std::string, std::string> query;  // decoded
     std::string body;
+    HeaderList headers;
 
     // The first value of a query parameter, or null when it is absent.
     const std::string* Param(const std::string& key) const {
@@ -48,14 +55,27 @@ struct ServiceAnswer {
     Flags flags;
 };
 
+// What a test or tool scripts for one method and path, in place of the service's own route.
+struct ScriptedAnswer {
+    int status = 200;
+    std::string body;
+    std::string content_type = "application/json";
+    std::chrono::milliseconds delay{0};  // wait before answering; cut short when the core stops
+};
+using Responder = std::function<ScriptedAnswer(const IncomingRequest&)>;
+
 struct Exchange {
-    std::chrono::system_clock::time_point time;
+    uint64_t id = 0;                             // 1, 2, 3 ... in recording order, never reused
+    std::chrono::system_clock::time_point time;  // arrival
+    std::chrono::microseconds duration{0};       // arrival to the answer going out
     Service service = Service::Token;
     int port = 0;
     std::string method;
     std::string target;
+    HeaderList request_headers;
     std::string request_body;
-    int status = 0;  // 0: no answer was sent (a stalled service)
+    std::string fault;  // the name of the fault applied; empty when none was
+    int status = 0;     // 0: no answer was sent (a stalled service)
     std::string answer_body;
     Flags flags;
 

@@ -252,6 +252,64 @@ bool LoadSeedFile(const std::string& path, FederationSeed& seed, std::string* er
     return true;
 }
 
+std::string SeedJson(const FederationSeed& seed) {
+    Json::Value root(Json::objectValue);
+    root["guid"] = seed.guid;
+    root["members"] = Json::Value(Json::arrayValue);
+    for (const auto& member : seed.members) {
+        Json::Value m(Json::objectValue);
+        m["autonomy_lid"] = member.autonomy_lid;
+        m["autonomy_id"] = member.autonomy_id;
+        m["autonomy_lname"] = member.autonomy_lname;
+        m["address"] = member.address;
+        m["username"] = member.username;
+        m["password"] = member.password;
+        m["server_mode"] = member.server_mode;
+        m["mac"] = member.mac;
+        m["add_time"] = member.add_time;
+        m["group_id"] = member.group_id;
+        m["channels"] = Json::Value(Json::arrayValue);
+        for (const auto& channel : member.channels) {
+            Json::Value c(Json::objectValue);
+            c["guid"] = channel.guid;
+            c["name"] = channel.name;
+            c["data"] = channel.data;
+            m["channels"].append(c);
+        }
+        root["members"].append(m);
+    }
+    root["clients"] = Json::Value(Json::arrayValue);
+    for (const auto& client : seed.clients) {
+        Json::Value c(Json::objectValue);
+        c["client_id"] = client.client_id;
+        c["client_secret"] = client.client_secret;
+        root["clients"].append(c);
+    }
+    root["users"] = Json::Value(Json::arrayValue);
+    for (const auto& user : seed.users) {
+        Json::Value u(Json::objectValue);
+        u["name"] = user.name;
+        u["is_domain"] = user.is_domain;
+        u["privileges"] = Json::Value(Json::arrayValue);
+        for (const auto& privilege : user.privileges) {
+            u["privileges"].append(privilege);
+        }
+        u["members"] = Json::Value(Json::arrayValue);
+        for (const auto& lid : user.members) {
+            u["members"].append(lid);
+        }
+        root["users"].append(u);
+    }
+    root["config"] = Json::Value(Json::objectValue);
+    for (const auto& [section, keys] : seed.config) {
+        root["config"][section] = Json::Value(Json::objectValue);
+        for (const auto& [key, text] : keys) {
+            root["config"][section][key] = text;
+        }
+    }
+    return CompactJson(root);
+}
+
 FederationSeed SampleFederation() {
     FederationSeed seed;
     std::string error;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <utility>
@@ -15,9 +16,6 @@
 #include "RouteTable.h"
 
 namespace fdrsim {
-
-// The fields of a form body in their order, percent-decoded ("+" is a space).
-std::vector<std::pair<std::string, std::string>> ParseForm(const std::string& body);
 
 class TokenService {
   public:
@@ -36,6 +34,10 @@ class TokenService {
 
     bool IsAccessTokenValid(const std::string& token) const;
 
+    // The clients known from now on; tokens already issued stay valid.
+    void ReplaceClients(std::vector<TokenClient> clients);
+    std::vector<TokenClient> Clients() const;
+
   private:
     struct Issued {
         std::string client_id;
@@ -44,7 +46,7 @@ class TokenService {
     using Form = std::vector<std::pair<std::string, std::string>>;
     ServiceAnswer Issue(const std::string& client_id);
     ServiceAnswer Refuse(const std::string& error, const std::string& description, Flags flags);
-    const TokenClient* Authenticate(const Form& form) const;
+    std::optional<TokenClient> Authenticate(const Form& form) const;
     // Consumes the refresh token; the reason it cannot be used, or "" when it can.
     std::string UseRefreshToken(const std::string* token, const TokenClient& client);
     std::string NewToken(const char* prefix);

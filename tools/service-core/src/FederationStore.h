@@ -23,6 +23,11 @@ class FederationStore {
   public:
     explicit FederationStore(FederationSeed seed);
 
+    // Puts another federation in place of this one; the failover information goes with it.
+    void Replace(FederationSeed seed);
+    // The federation as it stands, each member with the channels stored for it now.
+    FederationSeed Snapshot() const;
+
     std::string Guid() const;
     // The members without their channels, in seed order.
     std::vector<Member> Members() const;

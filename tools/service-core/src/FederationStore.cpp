@@ -8,11 +8,28 @@ bool IsChannelMode(const std::string& mode) {
     return mode == "add" || mode == "replace" || mode == "update" || mode == "remove";
 }
 
-FederationStore::FederationStore(FederationSeed seed) : seed_(std::move(seed)) {
+FederationStore::FederationStore(FederationSeed seed) {
+    Replace(std::move(seed));
+}
+
+void FederationStore::Replace(FederationSeed seed) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    seed_ = std::move(seed);
+    stores_.clear();
+    failover_info_.clear();
     for (auto& member : seed_.members) {
         stores_.push_back({member.autonomy_lid, std::move(member.channels)});
         member.channels.clear();
     }
+}
+
+FederationSeed FederationStore::Snapshot() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    FederationSeed seed = seed_;
+    for (auto& member : seed.members) {
+        member.channels = Find(member.autonomy_lid)->channels;
+    }
+    return seed;
 }
 
 std::string FederationStore::Guid() const {

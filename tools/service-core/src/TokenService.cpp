@@ -2,40 +2,12 @@
 
 #include <cstdio>
 
+#include "FormText.h"
 #include "JsonText.h"
 
 namespace fdrsim {
 
 namespace {
-
-int HexValue(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
-std::string FormDecode(const std::string& text) {
-    std::string out;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '+') {
-            out += ' ';
-        } else if (text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
-                   HexValue(text[i + 2]) >= 0) {
-            out += static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2]));
-            i += 2;
-        } else {
-            out += text[i];
-        }
-    }
-    return out;
-}
 
 const std::string* Field(const std::vector<std::pair<std::string, std::string>>& form,
                          const std::string& name) {
@@ -66,25 +38,6 @@ void CheckFieldOrder(const std::vector<std::pair<std::string, std::string>>& for
 
 }  // namespace
 
-std::vector<std::pair<std::string, std::string>> ParseForm(const std::string& body) {
-    std::vector<std::pair<std::string, std::string>> fields;
-    size_t start = 0;
-    while (start <= body.size()) {
-        size_t end = body.find('&', start);
-        if (end == std::string::npos) {
-            end = body.size();
-        }
-        const std::string part = body.substr(start, end - start);
-        if (!part.empty()) {
-            const size_t eq = part.find('=');
-            fields.emplace_back(FormDecode(part.substr(0, eq)),
-                                eq == std::string::npos ? "" : FormDecode(part.substr(eq + 1)));
-        }
-        start = end + 1;
-    }
-    return fields;
-}
-
 TokenService::TokenService(std::vector<TokenClient> clients, std::chrono::seconds access_ttl,
                            std::chrono::seconds refresh_ttl, Now now)
     : clients_(std::move(clients)),
@@ -114,8 +67,8 @@ ServiceAnswer TokenService::Grant(const IncomingRequest& request) {
     CheckFieldOrder(
         form, {"grant_type", "client_id", "client_secret", refresh ? "refresh_token" : "undefined"},
         flags);
-    const TokenClient* client = Authenticate(form);
-    if (client == nullptr) {
+    const std::optional<TokenClient> client = Authenticate(form);
+    if (!client) {
         AddNote(flags, "unknown client credentials");
         return Refuse("invalid_client", "unknown client or wrong secret", flags);
     }
@@ -185,18 +138,29 @@ ServiceAnswer TokenService::Refuse(const std::string& error, const std::string& 
     return answer;
 }
 
-const TokenClient* TokenService::Authenticate(const Form& form) const {
+std::optional<TokenClient> TokenService::Authenticate(const Form& form) const {
     const std::string* id = Field(form, "client_id");
     const std::string* secret = Field(form, "client_secret");
     if (id == nullptr || secret == nullptr) {
-        return nullptr;
+        return std::nullopt;
     }
+    std::lock_guard<std::mutex> lock(mutex_);
     for (const auto& client : clients_) {
         if (client.client_id == *id && client.client_secret == *secret) {
-            return &client;
+            return client;
         }
     }
-    return nullptr;
+    return std::nullopt;
+}
+
+void TokenService::ReplaceClients(std::vector<TokenClient> clients) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    clients_ = std::move(clients);
+}
+
+std::vector<TokenClient> TokenService::Clients() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return clients_;
 }
 
 std::string TokenService::NewToken(const char* prefix) {

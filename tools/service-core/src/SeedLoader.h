@@ -1,4 +1,4 @@
-// Reading a federation from a seed file (JSON), and the built-in sample federation.
+// Reading and writing a federation as a seed document (JSON), and the built-in sample federation.
 #pragma once
 
 #include <string>
@@ -11,6 +11,9 @@ namespace fdrsim {
 // the offending place, e.g. "members[1].channels[0]: \"guid\" is missing".
 bool ParseSeed(const std::string& text, FederationSeed& seed, std::string* error);
 bool LoadSeedFile(const std::string& path, FederationSeed& seed, std::string* error);
+// The seed document of `seed`, which ParseSeed reads back as it is. Channel data is written as
+// text, byte for byte.
+std::string SeedJson(const FederationSeed& seed);
 
 // The built-in federation: the content of sample-seed.json, compiled in.
 const std::string& SampleSeedText();

@@ -1,0 +1,246 @@
+#include "HttpConnection.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+
+#include "FormText.h"
+
+namespace fdrsim {
+
+namespace {
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+std::string Trimmed(const std::string& text) {
+    const size_t first = text.find_first_not_of(" \t");
+    if (first == std::string::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+const char* Reason(int status) {
+    switch (status) {
+        case 200:
+            return "OK";
+        case 400:
+            return "Bad Request";
+        case 401:
+            return "Unauthorized";
+        case 404:
+            return "Not Found";
+        case 405:
+            return "Method Not Allowed";
+        case 500:
+            return "Internal Server Error";
+        case 503:
+            return "Service Unavailable";
+        default:
+            return "Status";
+    }
+}
+
+// Reads the request line and the header fields of `head` (everything before the blank line).
+bool ParseHead(const std::string& head, IncomingRequest& request) {
+    size_t line_end = head.find("\r\n");
+    const std::string line = head.substr(0, line_end);
+    const size_t first = line.find(' ');
+    const size_t second = line.find(' ', first + 1);
+    if (first == std::string::npos || second == std::string::npos ||
+        line.compare(second + 1, 5, "HTTP/") != 0) {
+        return false;
+    }
+    request.method = line.substr(0, first);
+    request.target = line.substr(first + 1, second - first - 1);
+    request.path = PercentDecode(request.target.substr(0, request.target.find('?')), false);
+    for (auto& [key, value] : DecodeQuery(request.target)) {
+        request.query.emplace(std::move(key), std::move(value));
+    }
+    while (line_end != std::string::npos) {
+        const size_t start = line_end + 2;
+        line_end = head.find("\r\n", start);
+        const std::string field = head.substr(start, line_end - start);
+        const size_t colon = field.find(':');
+        if (colon == std::string::npos) {
+            return false;
+        }
+        request.headers.emplace_back(field.substr(0, colon), Trimmed(field.substr(colon + 1)));
+    }
+    return true;
+}
+
+}  // namespace
+
+WakeSignal::WakeSignal() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+WakeSignal::~WakeSignal() {
+    if (fd_ >= 0) {
+        close(fd_);
+    }
+}
+
+void WakeSignal::Trigger() {
+    // Never read back: the descriptor stays readable for every present and later waiter.
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t n = write(fd_, &one, sizeof(one));
+}
+
+std::string AnswerHead(int status, const std::string& content_type, size_t length) {
+    return "HTTP/1.1 " + std::to_string(status) + " " + Reason(status) +
+           "\r\nContent-Type: " + content_type + "\r\nContent-Length: " + std::to_string(length) +
+           "\r\nConnection: close\r\n\r\n";
+}
+
+HttpConnection::HttpConnection(int fd, const WakeSignal& stop) : fd_(fd), stop_(stop) {}
+
+HttpConnection::~HttpConnection() {
+    close(fd_);
+}
+
+// Waits until the socket is ready for `events` (or hung up), at most `timeout_ms` (-1: no
+// limit); false when the core stopped first, `extra_fd` became readable (then `*extra` is set),
+// the wait failed or the time ran out.
+bool HttpConnection::WaitReady(short events, int timeout_ms, int extra_fd, bool* extra) {
+    pollfd fds[] = {{fd_, events, 0}, {stop_.fd(), POLLIN, 0}, {extra_fd, POLLIN, 0}};
+    while (true) {
+        const int n = poll(fds, extra_fd < 0 ? 2 : 3, timeout_ms);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (extra != nullptr && extra_fd >= 0 && (fds[2].revents & POLLIN) != 0) {
+            *extra = true;
+            return false;
+        }
+        // Hang-ups and errors are left to the following read or write to report.
+        return n > 0 && (fds[1].revents & POLLIN) == 0;
+    }
+}
+
+bool HttpConnection::Send(const char* data, size_t size) {
+    while (size > 0) {
+        if (!WaitReady(POLLOUT, -1)) {
+            return false;
+        }
+        const ssize_t n = send(fd_, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n < 0) {
+            if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) {
+                continue;
+            }
+            return false;
+        }
+        data += n;
+        size -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+bool HttpConnection::ReadRequest(IncomingRequest& request) {
+    std::string data;
+    size_t body_start = std::string::npos;
+    size_t length = 0;
+    char buffer[16384];
+    while (body_start == std::string::npos || data.size() < body_start + length) {
+        if (!WaitReady(POLLIN, -1)) {
+            return false;
+        }
+        const ssize_t n = recv(fd_, buffer, sizeof(buffer), MSG_DONTWAIT);
+        if (n < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) {
+            continue;
+        }
+        if (n <= 0) {
+            return false;
+        }
+        data.append(buffer, static_cast<size_t>(n));
+        if (body_start != std::string::npos) {
+            continue;
+        }
+        const size_t end = data.find("\r\n\r\n");
+        if (end == std::string::npos) {
+            continue;
+        }
+        body_start = end + 4;
+        if (!ParseHead(data.substr(0, end), request)) {
+            return false;
+        }
+        for (const auto& [name, value] : request.headers) {
+            const std::string key = Lower(name);
+            if (key == "content-length") {
+                length = std::strtoul(value.c_str(), nullptr, 10);
+            } else if (key == "expect" && Lower(value) == "100-continue" &&
+                       !Send("HTTP/1.1 100 Continue\r\n\r\n")) {
+                return false;
+            }
+        }
+    }
+    request.body = data.substr(body_start, length);
+    return true;
+}
+
+bool HttpConnection::Pause(std::chrono::milliseconds time) {
+    pollfd wake = {stop_.fd(), POLLIN, 0};
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    while (true) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            return true;
+        }
+        const int n = poll(&wake, 1, static_cast<int>(left.count()));
+        if (n > 0) {
+            return false;
+        }
+    }
+}
+
+bool HttpConnection::Hold(const WakeSignal& release) {
+    bool released = false;
+    DrainUntilClosed(-1, release.fd(), &released);
+    return released;
+}
+
+// Reads and drops whatever the client sends until it closes the connection, the core stops,
+// `extra_fd` is set or `timeout_ms` passed (-1: no limit). True when the client closed it.
+bool HttpConnection::DrainUntilClosed(int timeout_ms, int extra_fd, bool* extra) {
+    char buffer[4096];
+    while (WaitReady(POLLIN, timeout_ms, extra_fd, extra)) {
+        const ssize_t n = recv(fd_, buffer, sizeof(buffer), MSG_DONTWAIT);
+        if (n == 0) {
+            return true;
+        }
+        if (n < 0 && errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+            return false;
+        }
+    }
+    return false;
+}
+
+void HttpConnection::Finish() {
+    switch (ending_) {
+        case Ending::kAfterClient:
+            break;
+        case Ending::kClose:
+            shutdown(fd_, SHUT_WR);
+            break;
+        case Ending::kReset: {
+            // The bytes sent go ahead of the reset on loopback, so the client reads them first.
+            const linger abort{1, 0};
+            setsockopt(fd_, SOL_SOCKET, SO_LINGER, &abort, sizeof(abort));
+            return;
+        }
+    }
+    DrainUntilClosed(5000);
+}
+
+}  // namespace fdrsim

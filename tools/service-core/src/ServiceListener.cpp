@@ -1,0 +1,187 @@
+#include "ServiceListener.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace fdrsim {
+
+namespace {
+
+sockaddr_in LoopbackAddress(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    ::inet_pton(AF_INET, kListenHost, &address.sin_addr);
+    return address;
+}
+
+// A socket bound to `port` (0: any free one); -1 with errno set when it cannot be had.
+// SO_REUSEADDR alone, never SO_REUSEPORT, so that two simulators cannot share a port silently.
+int BoundSocket(int port) {
+    const int sock = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (sock < 0) {
+        return -1;
+    }
+    int yes = 1;
+    ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    sockaddr_in address = LoopbackAddress(port);
+    if (::bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        const int saved = errno;
+        ::close(sock);
+        errno = saved;
+        return -1;
+    }
+    return sock;
+}
+
+int BoundPort(int sock) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    ::getsockname(sock, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+std::string WhyNotBound() {
+    if (errno == EADDRINUSE) {
+        return "the port is already in use (is another simulator or the real service running?)";
+    }
+    return std::strerror(errno);
+}
+
+}  // namespace
+
+struct ServiceListener::Connection {
+    std::thread thread;
+    std::atomic<bool> done{false};
+};
+
+ServiceListener::ServiceListener(Service service, int port, Handler handler, const WakeSignal& stop)
+    : service_(service), port_(port), handler_(std::move(handler)), stop_(stop) {}
+
+ServiceListener::~ServiceListener() {
+    Stop();
+}
+
+bool ServiceListener::Fail(const std::string& reason, std::string* error) const {
+    if (error != nullptr) {
+        *error = "cannot listen on " + std::string(kListenHost) + ":" + std::to_string(port_) +
+                 " for the " + Describe(service_, port_) + ": " + reason;
+    }
+    return false;
+}
+
+bool ServiceListener::Start(bool refusing, std::string* error) {
+    if (refusing) {
+        // Nothing listens; a port that was free a moment ago gives clients a place to be refused.
+        if (port_ == 0) {
+            const int sock = BoundSocket(0);
+            if (sock < 0) {
+                return Fail(std::strerror(errno), error);
+            }
+            port_ = BoundPort(sock);
+            ::close(sock);
+        }
+        return true;
+    }
+    return Listen(error);
+}
+
+bool ServiceListener::Listen(std::string* error) {
+    std::lock_guard<std::mutex> lock(listening_);
+    if (listen_fd_ >= 0) {
+        return true;
+    }
+    const int sock = BoundSocket(port_);
+    if (sock < 0) {
+        return Fail(WhyNotBound(), error);
+    }
+    if (::listen(sock, 128) != 0) {
+        const std::string reason = std::strerror(errno);
+        ::close(sock);
+        return Fail(reason, error);
+    }
+    port_ = BoundPort(sock);
+    listen_fd_ = sock;
+    closing_ = std::make_unique<WakeSignal>();
+    acceptor_ = std::thread([this, sock, closing = closing_.get()] { AcceptLoop(sock, *closing); });
+    return true;
+}
+
+void ServiceListener::Refuse() {
+    std::lock_guard<std::mutex> lock(listening_);
+    if (listen_fd_ < 0) {
+        return;
+    }
+    closing_->Trigger();
+    acceptor_.join();
+    // Connections still queued are reset with the socket: refused, as the fault says.
+    ::close(listen_fd_);
+    listen_fd_ = -1;
+    closing_.reset();
+}
+
+void ServiceListener::Stop() {
+    Refuse();
+    std::lock_guard<std::mutex> lock(connections_mutex_);
+    Reap(true);
+}
+
+void ServiceListener::AcceptLoop(int listen_fd, const WakeSignal& closing) {
+    pollfd fds[] = {{listen_fd, POLLIN, 0}, {closing.fd(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
+    while (true) {
+        const int n = ::poll(fds, 3, -1);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0 || fds[1].revents != 0 || fds[2].revents != 0) {
+            return;
+        }
+        const int fd = ::accept4(listen_fd, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd < 0) {
+            continue;
+        }
+        // Small answers otherwise wait on Nagle and delayed acknowledgements.
+        int yes = 1;
+        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+        std::lock_guard<std::mutex> lock(connections_mutex_);
+        Reap(false);
+        auto connection = std::make_unique<Connection>();
+        Connection* raw = connection.get();
+        connection->thread = std::thread([this, fd, raw] {
+            Serve(fd);
+            raw->done = true;
+        });
+        connections_.push_back(std::move(connection));
+    }
+}
+
+void ServiceListener::Serve(int fd) {
+    HttpConnection connection(fd, stop_);
+    IncomingRequest request;
+    if (!connection.ReadRequest(request)) {
+        return;
+    }
+    handler_(connection, request, port_);
+    connection.Finish();
+}
+
+// Joins the connections that are done (or all of them); called with connections_mutex_ held.
+void ServiceListener::Reap(bool all) {
+    for (auto it = connections_.begin(); it != connections_.end();) {
+        if (all || (*it)->done) {
+            (*it)->thread.join();
+            it = connections_.erase(it);
+        } else {
+            ++it;
+        }
+    }
+}
+
+}  // namespace fdrsim
