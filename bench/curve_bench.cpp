@@ -6,14 +6,15 @@
 // Every allocation of this process goes through the malloc family defined below (the executable's
 // definitions take precedence over libc's for every library, libstdc++, cJSON and libcurl
 // included), which keeps a count of the bytes in use, by malloc_usable_size, and of its peak. The
-// records exist before a save and are not counted. The services run in a child process, so that
-// neither their work nor their memory is counted here; they use the fixed ports 10240 and 10241:
-// bench/run starts this in a private network namespace.
+// records exist before a save and are not counted. The simulated services (the service core,
+// fdrsim::Simulator, seeded with the federation) run in a child process, so that neither their
+// work nor their memory is counted here; they use their fixed ports: bench/run starts this in a
+// private network namespace.
 //
-// Loads go to the simulated services (fdrsim::Simulator) seeded with the federation. Saves go to
-// a plain answering service: the simulator checks every channel text of a write with jsoncpp,
-// which at 131,072 channels (a 290 MB body) takes longer than the library's five-second limit
-// on an exchange.
+// Loads are answered by the core's own routes. Saves are answered by a script with the write
+// answer: the core's route checks every channel text with jsoncpp, which at 131,072 channels (a
+// 290 MB body) takes longer than the library's five-second limit on an exchange; the core still
+// reads and keeps the whole body, as a service must.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -22,8 +23,6 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <httplib.h>
 
 #include <algorithm>
 #include <atomic>
@@ -194,7 +193,10 @@ pid_t StartSimulator(fdrsim::FederationSeed seed) {
     if (pid == 0) {
         fdrsim::SimulatorOptions options;
         options.federation = std::move(seed);
+        options.journal_capacity = 4;  // the last exchanges only: a save's body is 290 MB
         fdrsim::Simulator simulator(std::move(options));
+        simulator.Script(fdr::ServiceId::FederationWrites, "PUT",
+                         fdr::endpoint::kCmsChannelWrite.path, {200, WriteAnswer()});
         std::string error;
         if (!simulator.Start(&error)) {
             std::fprintf(stderr, "%s\n", error.c_str());
@@ -205,32 +207,6 @@ pid_t StartSimulator(fdrsim::FederationSeed seed) {
         }
     }
     WaitForPort(pid, fdr::kFederationReadPort);
-    WaitForPort(pid, fdr::kFederationWritePort);
-    return pid;
-}
-
-// The federation service's write port, answering every channel write with no error.
-pid_t StartSaveService() {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        httplib::Server server;
-        server.set_tcp_nodelay(true);
-        server.set_payload_max_length(1024u * 1024u * 1024u);
-        // The simulator's connections may linger on the port (closed on its side first).
-        server.set_socket_options([](socket_t sock) {
-            int yes = 1;
-            setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-        });
-        const std::string answer = WriteAnswer();
-        server.Put(fdr::endpoint::kCmsChannelWrite.path,
-                   [&answer](const httplib::Request&, httplib::Response& res) {
-                       res.set_content(answer, "application/json");
-                   });
-        if (!server.listen(fdr::kLocalHost, fdr::kFederationWritePort)) {
-            std::perror("save service");
-        }
-        _exit(2);
-    }
     WaitForPort(pid, fdr::kFederationWritePort);
     return pid;
 }
@@ -292,8 +268,9 @@ double Median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-// One size of the curve: `repetitions` loads, then as many saves. Per channel: the CPU time of
-// each process over all repetitions, and the median wall-clock time; the largest peak of a save.
+// One size of the curve, one simulator: `repetitions` loads, then as many saves. Per channel: the
+// CPU time of each process over all repetitions, and the median wall-clock time; the largest peak
+// of a save.
 void Curve(benchmark::State& state, int members, int repetitions) {
     const int total = members * kChannelsPerMember;
     DravoAgentData::AutonomyList servers;
@@ -328,13 +305,11 @@ void Curve(benchmark::State& state, int members, int repetitions) {
                 Fail("the load did not read every channel");
             }
         }
-        Stop(simulator);
-        const pid_t service = StartSaveService();
         for (int i = 0; i < repetitions; ++i) {
             EvictCaches();
             const long long before = g_in_use.load();
             g_peak = before;
-            const CpuClock cpu(service);
+            const CpuClock cpu(simulator);
             const auto start = Clock::now();
             if (util.SaveFdrAllChannelsSetting(servers, channels) != 0) {
                 Fail("the save failed");
@@ -343,7 +318,7 @@ void Curve(benchmark::State& state, int members, int repetitions) {
             cpu.AddTo(save_own, save_services);
             peak = std::max(peak, static_cast<double>(g_peak.load() - before));
         }
-        Stop(service);
+        Stop(simulator);
     }
     const double per_channel = 1e9 / (static_cast<double>(repetitions) * total);
     state.counters["channels"] = total;

@@ -6,13 +6,12 @@
 // bare parse that fills no record.
 //
 // The operations talk to their fixed ports, so this binary must run where nothing else listens on
-// 10228, 10229 and 10241: bench/run starts it in a private network namespace. The services are
-// cpp-httplib servers in this process with TCP_NODELAY (small answers on a kept connection
-// otherwise wait for a delayed ACK) and no limit on requests per connection.
+// the eight services' ports: bench/run starts it in a private network namespace. The services are
+// the service core (fdrsim::Simulator) in this process, with scripted answers; it answers one
+// request per connection, so both sides connect for every exchange.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
-#include <httplib.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -21,12 +20,12 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "BenchData.h"
 #include "FederateUtil/CFederateUtil.h"
 #include "FederateUtil/LocalServiceCall.h"
 #include "PairTimer.h"
+#include "Simulator.h"
 #include "log/CenterLog.h"
 
 namespace {
@@ -37,38 +36,6 @@ constexpr double kRepetitionSeconds = 0.5;
 constexpr int kNotifiedChannels = 64;
 constexpr int kLoadedChannels = 256;
 const std::string kLid = "member-0";
-
-class Service {
-  public:
-    explicit Service(int port) : port_(port) {
-        server_.set_tcp_nodelay(true);
-        server_.set_keep_alive_max_count(1000000);
-        server_.set_payload_max_length(512u * 1024u * 1024u);
-    }
-    ~Service() {
-        server_.stop();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-    }
-    httplib::Server& server() { return server_; }
-    void Start() {
-        if (!server_.bind_to_port(fdr::kLocalHost, port_)) {
-            std::fprintf(stderr, "port %d is taken: run this in a private network namespace\n",
-                         port_);
-            std::exit(2);
-        }
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running()) {
-            std::this_thread::yield();
-        }
-    }
-
-  private:
-    int port_;
-    httplib::Server server_;
-    std::thread thread_;
-};
 
 size_t Collect(char* data, size_t size, size_t count, void* out) {
     static_cast<std::string*>(out)->append(data, size * count);
@@ -239,28 +206,22 @@ void Register(const std::string& name, std::function<void()> lib, std::function<
 
 int main(int argc, char** argv) {
     curl_global_init(CURL_GLOBAL_ALL);
-    // The three services, answering as the local services do.
-    Service arbitrator(fdr::kArbitratorPort);
-    arbitrator.server().Put(fdr::endpoint::kChannelInfoChanged.path,
-                            [](const httplib::Request&, httplib::Response& res) {
-                                res.set_content("{}", "application/json");
-                            });
-    const auto channel_answer =
-        std::make_shared<const std::string>(ChannelListAnswer(kLoadedChannels));
-    Service reads(fdr::kFederationReadPort);
-    reads.server().Get(fdr::endpoint::kCmsChannelRead.path,
-                       [channel_answer](const httplib::Request&, httplib::Response& res) {
-                           res.set_content(*channel_answer, "application/json");
-                       });
-    const auto token_answer = std::make_shared<const std::string>(TokenAnswer());
-    Service tokens(fdr::kTokenServicePort);
-    tokens.server().Post(fdr::kTokenPath,
-                         [token_answer](const httplib::Request&, httplib::Response& res) {
-                             res.set_content(*token_answer, "application/json");
-                         });
-    arbitrator.Start();
-    reads.Start();
-    tokens.Start();
+    // The service core, in this process, answering as the local services do: scripted answers
+    // on the three ports the operations use, nothing else routed; a journal of one exchange.
+    fdrsim::SimulatorOptions options;
+    options.recorder_only = true;
+    options.journal_capacity = 1;
+    fdrsim::Simulator services(std::move(options));
+    services.Script(fdr::ServiceId::Arbitrator, "PUT", fdr::endpoint::kChannelInfoChanged.path,
+                    {200, "{}"});
+    services.Script(fdr::ServiceId::FederationReads, "GET", fdr::endpoint::kCmsChannelRead.path,
+                    {200, ChannelListAnswer(kLoadedChannels)});
+    services.Script(fdr::ServiceId::Token, "POST", fdr::kTokenPath, {200, TokenAnswer()});
+    std::string error;
+    if (!services.Start(&error)) {
+        std::fprintf(stderr, "%s: run this in a private network namespace\n", error.c_str());
+        return 2;
+    }
 
     const auto util = std::make_shared<CFederateUtil>();
     const auto bare = std::make_shared<BareClient>();
