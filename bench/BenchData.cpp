@@ -834,6 +834,15 @@ unsigned int BarePrintErrorTriple(const cJSON* root, std::string* err_str) {
     return code;
 }
 
+unsigned int BareReadTokens(const char* text, std::string& access, std::string& refresh) {
+    cJSON* root = cJSON_Parse(text);
+    TakeText(root, "refresh_token", refresh);
+    TakeText(root, "access_token", access);
+    const unsigned int error = cJSON_IsString(Get(root, "error")) ? 1 : 0;
+    cJSON_Delete(root);
+    return error;
+}
+
 unsigned int BareReadWriteAnswer(const char* text, std::string& err_str) {
     cJSON* root = cJSON_Parse(text);
     const unsigned int code = BarePrintErrorTriple(root, &err_str);

@@ -73,6 +73,8 @@ int BareParseChannelList(const char* text);
 // flushed, as every reader of a federation-service answer prints them; copies "err_str" into
 // `err_str` when given. Returns "err_code".
 unsigned int BarePrintErrorTriple(const cJSON* root, std::string* err_str);
+// The token service's answer: both tokens copied; returns 1 when it carries "error", else 0.
+unsigned int BareReadTokens(const char* text, std::string& access, std::string& refresh);
 // A write answer: its error triple printed, "err_str" copied.
 unsigned int BareReadWriteAnswer(const char* text, std::string& err_str);
 // The member list into records (ten fields and the first group each), then the error triple.

@@ -147,16 +147,7 @@ class BareTokenRequest {
         }
         log_File_Debug_s(fdr::kCenterLogPath, fdr::kLogSizeCap, "[RECV Http Response: %ld] %s",
                          status, request.response.c_str());
-        cJSON* root = cJSON_Parse(request.response.c_str());
-        const cJSON* refresh_token = cJSON_GetObjectItemCaseSensitive(root, "refresh_token");
-        if (cJSON_IsString(refresh_token)) {
-            refresh = refresh_token->valuestring;
-        }
-        const cJSON* access_token = cJSON_GetObjectItemCaseSensitive(root, "access_token");
-        if (cJSON_IsString(access_token)) {
-            access = access_token->valuestring;
-        }
-        cJSON_Delete(root);
+        BareReadTokens(request.response.c_str(), access, refresh);
     }
 
   private:

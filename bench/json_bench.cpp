@@ -248,19 +248,7 @@ void Parsers() {
         },
         [token] {
             static std::string access, refresh;
-            cJSON* root = cJSON_Parse(token->c_str());
-            const cJSON* refresh_token = cJSON_GetObjectItemCaseSensitive(root, "refresh_token");
-            if (cJSON_IsString(refresh_token)) {
-                refresh = refresh_token->valuestring;
-            }
-            const cJSON* access_token = cJSON_GetObjectItemCaseSensitive(root, "access_token");
-            if (cJSON_IsString(access_token)) {
-                access = access_token->valuestring;
-            }
-            const unsigned int error =
-                cJSON_IsString(cJSON_GetObjectItemCaseSensitive(root, "error")) ? 1 : 0;
-            cJSON_Delete(root);
-            return error;
+            return BareReadTokens(token->c_str(), access, refresh);
         },
         token);
     const auto service = std::make_shared<const std::string>(ServiceAnswer());
