@@ -283,6 +283,7 @@ void Curve(benchmark::State& state, int members, int repetitions) {
     CFederateUtil util;
     std::vector<double> load, save;
     double load_own = 0, load_services = 0, save_own = 0, save_services = 0, peak = 0;
+    int failed_saves = 0;
     for (auto _ : state) {
         const pid_t simulator = StartSimulator(Seed(servers, channels));
         for (int i = 0; i < repetitions; ++i) {
@@ -311,8 +312,18 @@ void Curve(benchmark::State& state, int members, int repetitions) {
             g_peak = before;
             const CpuClock cpu(simulator);
             const auto start = Clock::now();
-            if (util.SaveFdrAllChannelsSetting(servers, channels) != 0) {
-                Fail("the save failed");
+            const int result = util.SaveFdrAllChannelsSetting(servers, channels);
+            if (result != 0) {
+                // The library gives an exchange five seconds; the largest body takes the
+                // services a good part of that, more on a loaded machine. Said, and tried again:
+                // a failed save is no measurement.
+                std::fprintf(stderr, "the save of %d channels failed with %d after %.1f s\n", total,
+                             result, Seconds(start));
+                if (++failed_saves > 3) {
+                    Fail("the save keeps failing");
+                }
+                --i;
+                continue;
             }
             save.push_back(Seconds(start));
             cpu.AddTo(save_own, save_services);
@@ -328,6 +339,7 @@ void Curve(benchmark::State& state, int members, int repetitions) {
     state.counters["save_library_ns_per_channel"] = save_own * per_channel;
     state.counters["load_wall_ns_per_channel"] = Median(load) * 1e9 / total;
     state.counters["save_wall_ns_per_channel"] = Median(save) * 1e9 / total;
+    state.counters["failed_saves"] = failed_saves;
     state.counters["peak_bytes"] = peak;
     state.counters["body_bytes"] = body_size;
 }
