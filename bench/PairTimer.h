@@ -49,7 +49,8 @@ class PairTimer {
     }
 
     // Rounds that make one repetition last about `seconds`, from one timed call of each side;
-    // at least three.
+    // at least fifteen, so that the medians of the slowest cases (tens of milliseconds a call)
+    // still pass over a burst of load on a shared machine.
     static int64_t RoundsFor(const std::function<void()>& lib, const std::function<void()>& bare,
                              double seconds) {
         const auto start = Clock::now();
@@ -57,11 +58,12 @@ class PairTimer {
         bare();
         const std::chrono::duration<double, std::nano> spent = Clock::now() - start;
         const double round = std::max(spent.count(), 2 * kMinBatchNs);
-        return std::max<int64_t>(3, static_cast<int64_t>(seconds * 1e9 / round));
+        return std::max<int64_t>(kMinRounds, static_cast<int64_t>(seconds * 1e9 / round));
     }
 
   private:
     using Clock = std::chrono::steady_clock;
+    static constexpr int64_t kMinRounds = 15;
     // Batches of at least this long keep the clock's own cost out of the comparison.
     static constexpr double kMinBatchNs = 20000;
 
