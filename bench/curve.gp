@@ -3,7 +3,7 @@
 # and as wall-clock time (dotted); the peak heap of a save per byte of its body on the right
 # axis; against the number of channels.
 # Usage: gnuplot -e "data='curve.dat'; out='curve.svg'" bench/curve.gp
-set terminal svg size 760,460 dynamic font "sans,12" background rgb "white"
+set terminal svg size 880,420 dynamic font "sans,12" background rgb "white"
 set output out
 set title "Loading and saving a federation, 256 channels per member"
 set logscale x 2
@@ -16,7 +16,7 @@ set y2label "save: peak heap / body"
 set y2range [0:4]
 set y2tics 0.5
 set ytics nomirror
-set key bottom right
+set key outside right top vertical
 set grid xtics ytics
 plot data using 1:2 with linespoints lw 2 pt 7 lc 1 title "load, CPU per channel", \
      data using 1:3 with linespoints lw 2 pt 5 lc 2 title "save, CPU per channel", \
