@@ -6,7 +6,7 @@
 
 #include <climits>
 #include <cstring>
-#include <deque>
+#include <list>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
@@ -186,9 +186,9 @@ void WriteVirtualCameras(cJSON* root, const ChannelObj& channel) {
 // ---- List bodies ----
 
 // The channel texts of a list body. They make up nearly all of its bytes, so the tree refers to
-// them instead of copying them; a deque never moves its elements, so they stay put until the
-// body is printed.
-using ChannelTexts = std::deque<std::string>;
+// them instead of copying them; a list never moves its elements, so they stay put until the body
+// is printed, and an empty one (a remove body's) allocates nothing.
+using ChannelTexts = std::list<std::string>;
 
 // One entry of a "channel_list": {"guid", "name", "data"}, whose "data" refers to `data`.
 // False when a creation failed.
@@ -262,11 +262,13 @@ unsigned int FormatServerChannelList(const std::string& lid, const ChannelObjLis
         if (!channel) {
             continue;
         }
-        std::string& text = texts.emplace_back();
+        static const std::string kNoData;
+        const std::string* text = &kNoData;
         if (data == ChannelData::Full) {
-            construct_cahnnel_info_string(channel, text);
+            text = &texts.emplace_back();
+            construct_cahnnel_info_string(channel, texts.back());
         }
-        if (!AddChannelEntry(list, *channel, text)) {
+        if (!AddChannelEntry(list, *channel, *text)) {
             break;  // print what was built
         }
     }
