@@ -14,7 +14,7 @@
 
 #include "FederateUtil/CFederateUtil.h"
 #include "Simulator.h"
-#include "support/FaultServer.h"
+#include "support/ReadingOperations.h"
 
 namespace {
 

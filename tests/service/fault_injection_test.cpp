@@ -13,15 +13,15 @@
 #include <vector>
 
 #include "FederateUtil/LocalServiceCall.h"
-#include "support/FaultServer.h"
+#include "Simulator.h"
 #include "support/LogFiles.h"
+#include "support/ReadingOperations.h"
 #include "support/Timing.h"
 
 namespace {
 
+using fdrsim::FaultMode;
 using fdrtest::Call;
-using fdrtest::FaultAnswer;
-using fdrtest::FaultServer;
 using fdrtest::kNoDetail;
 using fdrtest::Outcome;
 using fdrtest::QuietStdout;
@@ -80,30 +80,71 @@ std::string HugeHead(const Reader& reader) {
     return reader.good.substr(0, reader.good.rfind('}')) + ",\"padding\":\"";
 }
 
-FaultAnswer AnswerFor(const Reader& reader, Fault fault) {
+fdrsim::Fault FaultFor(const Reader& reader, Fault fault) {
+    fdrsim::Fault f;
     switch (fault) {
         case Fault::kRefuse:
-            return FaultAnswer::Refuse();
+            f.mode = FaultMode::Refuse;
+            break;
         case Fault::kCloseEarly:
-            return FaultAnswer::CloseEarly(reader.good, reader.good.size() / 2);
         case Fault::kResetEarly:
-            return FaultAnswer::ResetEarly(reader.good, reader.good.size() / 2);
+            f.mode = fault == Fault::kCloseEarly ? FaultMode::CloseEarly : FaultMode::ResetEarly;
+            f.body = reader.good;
+            f.sent_bytes = reader.good.size() / 2;
+            break;
         case Fault::kInvalidHttp:
-            return FaultAnswer::InvalidHttp();
+            f.mode = FaultMode::InvalidHttp;
+            break;
         // An error status carrying an answer the operation would read, were it to read it.
         case Fault::k404:
-            return FaultAnswer::Status(404, reader.good);
         case Fault::k500:
-            return FaultAnswer::Status(500, reader.good);
+            f.mode = FaultMode::Status;
+            f.status = fault == Fault::k404 ? 404 : 500;
+            f.body = reader.good;
+            break;
         case Fault::kHuge:
-            return FaultAnswer::Huge(HugeHead(reader), kHugeSize, 'x', "\"}");
+            f.mode = FaultMode::Huge;
+            f.head = HugeHead(reader);
+            f.huge_bytes = kHugeSize;
+            f.filler = 'x';
+            f.tail = "\"}";
+            break;
         case Fault::kDepth1000:
-            return FaultAnswer::Status(200, fdrtest::NestedJson(reader.good, 1000));
         case Fault::kDepth1001:
-            return FaultAnswer::Status(200, fdrtest::NestedJson(reader.good, 1001));
+            f.mode = FaultMode::DeepNesting;
+            f.body = reader.good;
+            f.depth = fault == Fault::kDepth1000 ? 1000 : 1001;
+            break;
     }
-    return FaultAnswer::Refuse();
+    return f;
 }
+
+fdrsim::Service ServiceOn(int port) {
+    return fdrsim::FindService(std::to_string(port))->id;
+}
+
+// The local services on their fixed ports, answering nothing but the faults set on them.
+class FaultInjection : public testing::Test {
+  protected:
+    void SetUp() override {
+        fdrsim::SimulatorOptions options;
+        options.recorder_only = true;
+        services_ = std::make_unique<fdrsim::Simulator>(std::move(options));
+        std::string error;
+        ASSERT_TRUE(services_->Start(&error)) << error;
+    }
+
+    // The reader's service misbehaves as `fault` says, from now on; the journal starts empty.
+    void Inject(const Reader& reader, Fault fault) {
+        services_->ClearFaults();
+        services_->Exchanges().Clear();
+        services_->SetFault(ServiceOn(reader.port), FaultFor(reader, fault));
+    }
+
+    size_t Requests() const { return services_->Exchanges().Count(); }
+
+    std::unique_ptr<fdrsim::Simulator> services_;
+};
 
 struct Expected {
     Outcome outcome;
@@ -143,7 +184,7 @@ Expected ExpectedFor(const Reader& reader, Fault fault) {
             const int depth = fault == Fault::kDepth1000 ? 1000 : 1001;
             Outcome outcome = depth == 1000 ? reader.read_good : reader.not_json;
             if (reader.echoes) {
-                outcome.output = fdrtest::NestedJson(reader.good, depth);
+                outcome.output = fdrsim::NestedJson(reader.good, depth);
             }
             return {outcome, reader.uses_client ? 0 : kNoDetail};
         }
@@ -197,14 +238,13 @@ Clock::duration LongestWait(const Reader& reader, Fault fault) {
                                  : reader.timeout + fdrtest::kLoadedMachineSlack;
 }
 
-TEST(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
+TEST_F(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
     std::vector<FaultCase> faults(std::begin(kFastFaults), std::end(kFastFaults));
     faults.insert(faults.end(), std::begin(kOtherFaults), std::end(kOtherFaults));
     for (const Reader& reader : Readers()) {
         for (const FaultCase& fault : faults) {
             SCOPED_TRACE(std::string(reader.name) + ", " + fault.name);
-            FaultServer server(reader.port, AnswerFor(reader, fault.fault));
-            ASSERT_TRUE(server.started());
+            Inject(reader, fault.fault);
             const Call call = [&] {
                 QuietStdout quiet;
                 return RunOnce(reader);
@@ -215,7 +255,7 @@ TEST(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
                 << "; expected " << testing::PrintToString(expected.outcome) << " detail "
                 << expected.detail;
             EXPECT_WAIT_AT_MOST(call.waited, LongestWait(reader, fault.fault));
-            EXPECT_EQ(server.Requests(), fault.fault == Fault::kRefuse ? 0u : 1u);
+            EXPECT_EQ(Requests(), fault.fault == Fault::kRefuse ? 0u : 1u);
         }
     }
     DropOversizedLogs();
@@ -225,12 +265,11 @@ TEST(FaultInjection, EveryReaderEndsWithItsDocumentedOutcome) {
 // times slower, checks the same paths in far fewer.
 constexpr int kRepeatedReads = fdrtest::kSanitizerBuild ? 100 : 1000;
 
-TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
+TEST_F(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
     for (const Reader& reader : Readers()) {
         for (const FaultCase& fault : kFastFaults) {
             SCOPED_TRACE(std::string(reader.name) + ", " + fault.name);
-            FaultServer server(reader.port, AnswerFor(reader, fault.fault));
-            ASSERT_TRUE(server.started());
+            Inject(reader, fault.fault);
             const Expected expected = ExpectedFor(reader, fault.fault);
             std::vector<std::string> wrong;  // reported once standard output is back
             size_t before = 0;
@@ -238,7 +277,7 @@ TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
             {
                 QuietStdout quiet;
                 RunOnce(reader);  // whatever is opened once per process is open from here on
-                server.WaitUntilIdle(fdrtest::kEventuallyLimit);
+                services_->WaitUntilIdle(fdrtest::kEventuallyLimit);
                 before = OpenDescriptors();
                 for (int i = 0; i < kRepeatedReads && wrong.size() < 3; ++i) {
                     const Call call = RunOnce(reader);
@@ -249,7 +288,7 @@ TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
                     }
                 }
                 // The server's side of each exchange is in this process too.
-                server.WaitUntilIdle(fdrtest::kEventuallyLimit);
+                services_->WaitUntilIdle(fdrtest::kEventuallyLimit);
                 after = OpenDescriptors();
             }
             EXPECT_EQ(wrong, std::vector<std::string>());
@@ -260,17 +299,18 @@ TEST(FaultInjection, ThousandFailedReadsLeaveNoDescriptorOpen) {
 
 // The service goes away while a request waits for its answer: the wait ends with it, not with
 // the time-out (the detail says which ended it, whatever the machine's speed).
-TEST(FaultInjection, AServiceDyingMidRequestEndsTheWaitAtOnce) {
+TEST_F(FaultInjection, AServiceDyingMidRequestEndsTheWaitAtOnce) {
     const Reader reader = Readers().front();
-    FaultServer server(reader.port, FaultAnswer::Stall());
-    ASSERT_TRUE(server.started());
+    fdrsim::Fault stall;
+    stall.mode = FaultMode::Stall;
+    services_->SetFault(ServiceOn(reader.port), stall);
     Call call{};
     bool arrived = false;
     {
         QuietStdout quiet;
         std::thread waiting([&] { call = RunOnce(reader); });
-        arrived = server.WaitForRequests(1, fdrtest::kEventuallyLimit);
-        server.Stop();
+        arrived = services_->Exchanges().WaitFor({}, fdrtest::kEventuallyLimit).has_value();
+        services_->Stop();
         waiting.join();
     }
     ASSERT_TRUE(arrived);

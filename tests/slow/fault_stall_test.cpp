@@ -6,25 +6,29 @@
 #include <thread>
 #include <vector>
 
+#include "Simulator.h"
 #include "platform/kfen_client.h"
-#include "support/FaultServer.h"
+#include "support/ReadingOperations.h"
 #include "support/Timing.h"
 
 namespace {
 
-using fdrtest::FaultAnswer;
-using fdrtest::FaultServer;
+using fdrsim::Service;
 using namespace std::chrono_literals;
 
 constexpr int kTimedOut = 28;  // libcurl's operation-timed-out code
 
 TEST(FaultStall, EveryReaderGivesUpAtItsOwnTimeOutAndKeepsItsOutputs) {
     const std::vector<fdrtest::Reader> readers = fdrtest::Readers();
-    std::vector<std::unique_ptr<FaultServer>> servers;
-    for (const int port : {10229, 10240, 10241}) {
-        servers.push_back(std::make_unique<FaultServer>(port, FaultAnswer::Stall()));
-        ASSERT_TRUE(servers.back()->started());
+    fdrsim::SimulatorOptions options;
+    options.recorder_only = true;
+    for (const Service service :
+         {Service::Token, Service::FederationWrites, Service::FederationReads}) {
+        options.faults[service] = fdrsim::FaultMode::Stall;
     }
+    fdrsim::Simulator services(std::move(options));
+    std::string error;
+    ASSERT_TRUE(services.Start(&error)) << error;
     std::vector<fdrtest::Call> calls(readers.size());
     {
         fdrtest::QuietStdout quiet;
@@ -46,11 +50,7 @@ TEST(FaultStall, EveryReaderGivesUpAtItsOwnTimeOutAndKeepsItsOutputs) {
         EXPECT_GE(calls[i].waited, reader.timeout - 100ms);
         EXPECT_WAIT_AT_MOST(calls[i].waited, reader.timeout + fdrtest::kLoadedMachineSlack);
     }
-    size_t requests = 0;
-    for (const auto& server : servers) {
-        requests += server->Requests();
-    }
-    EXPECT_EQ(requests, readers.size());
+    EXPECT_EQ(services.Exchanges().Count(), readers.size());
 }
 
 }  // namespace

@@ -1,20 +1,23 @@
-// A scriptable stand-in for the local services: real HTTP listeners on the fixed ports of
-// 127.0.0.1 that answer what a test scripts and record every request they receive.
+// The local services as the library's tests script them: the service core on the fixed ports of
+// 127.0.0.1 with no routes of its own, answering what a test scripts and recording every request.
+// A thin view of fdrsim::Simulator in the terms of ports.
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace fdrtest {
+#include "Exchange.h"
 
-using Clock = std::chrono::steady_clock;
+namespace fdrsim {
+class Simulator;
+}
+
+namespace fdrtest {
 
 struct RecordedRequest {
     int port = 0;
@@ -24,28 +27,18 @@ struct RecordedRequest {
     std::vector<std::pair<std::string, std::string>> query;  // decoded, in wire order
     std::multimap<std::string, std::string> headers;
     std::string body;
-    Clock::time_point arrived;
-    Clock::time_point completed;  // when the answer was ready to be written
 };
 
-struct ScriptedAnswer {
-    int status = 200;
-    std::string body;
-    std::string content_type = "application/json";
-    std::chrono::milliseconds delay{0};  // wait before answering; cut short when the fixture stops
-};
-
+using ScriptedAnswer = fdrsim::ScriptedAnswer;
 using Responder = std::function<ScriptedAnswer(const RecordedRequest&)>;
 
 class LocalServices {
   public:
     // The eight fixed ports of the local services.
     static const std::vector<int>& AllPorts();
-    // The service's name for a port, for messages ("member log service (10250)").
-    static std::string PortName(int port);
 
-    // Starts a listener on each port; a port that cannot be bound is a fatal test failure
-    // naming the port. Unscripted requests are answered 200 with an empty body.
+    // Listens on each port given, refuses on the others; a port that cannot be bound is a test
+    // failure naming the port. Unscripted requests are answered 200 with an empty body.
     explicit LocalServices(const std::vector<int>& ports = AllPorts());
     ~LocalServices();
     LocalServices(const LocalServices&) = delete;
@@ -71,15 +64,7 @@ class LocalServices {
     void Stop();
 
   private:
-    struct Listener;
-    ScriptedAnswer Handle(int port, RecordedRequest request);
-
-    std::vector<std::unique_ptr<Listener>> listeners_;
-    std::map<std::pair<int, std::string>, Responder> script_;  // (port, "METHOD path")
-    std::vector<RecordedRequest> requests_;
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    bool stopping_ = false;
+    std::unique_ptr<fdrsim::Simulator> simulator_;
     bool started_ = false;
 };
 

@@ -141,7 +141,9 @@ Options:
   --transcript FILE     write every exchange to FILE as one JSON line
   --ready-file FILE     write FILE once every service listens; removed again on exit
   --fault PORT:MODE     make one service misbehave; PORT is its fixed port or its name;
-                        MODE is refuse, stall, 500, garbage or close-early (repeatable)
+                        MODE is refuse, stall, status, 500, 404, garbage, close-early,
+                        reset-early, drip, huge, invalid-http, deep-nesting or none
+                        (repeatable)
   --token-ttl SECONDS   lifetime of access tokens (default 3600)
   --refresh-ttl SECONDS lifetime of refresh tokens (default 86400)
   --port SERVICE=PORT   listen on another port (0: any free port) (repeatable)

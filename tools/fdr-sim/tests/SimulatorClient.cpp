@@ -1,9 +1,6 @@
 #include "SimulatorClient.h"
 
-#include <arpa/inet.h>
-#include <curl/curl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -27,32 +24,6 @@ Reply Timed(Call call) {
 
 char* Text(const std::string& text) {
     return const_cast<char*>(text.c_str());
-}
-
-size_t Collect(char* data, size_t size, size_t count, void* out) {
-    static_cast<std::string*>(out)->append(data, size * count);
-    return size * count;
-}
-
-int BoundSocket(int port, bool listening) {
-    int sock = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        (listening && ::listen(sock, 4) != 0)) {
-        ::close(sock);
-        return -1;
-    }
-    return sock;
-}
-
-int PortOfSocket(int sock) {
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    ::getsockname(sock, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
 }
 
 }  // namespace
@@ -90,36 +61,10 @@ Reply Put(int port, const std::string& path, const std::string& body, long timeo
     });
 }
 
-Reply Post(int port, const std::string& path, const std::string& body,
-           const std::map<std::string, std::string>& query) {
-    query_object parameters;
-    parameters.parameters = query;
-    return Timed([&](std::string& response) {
-        return query.empty()
-                   ? kfen_POST_request(Text("127.0.0.1"), port, Text(path), body, response, 5,
-                                       false, false, 0, nullptr)
-                   : kfen_POST_request_v2(Text("127.0.0.1"), port, Text(path), &parameters, body,
-                                          response, 5, false, false, 0, nullptr);
-    });
-}
-
-CurlReply PostToken(int port, const std::string& form) {
-    CurlReply reply;
-    CURL* curl = curl_easy_init();
-    const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/token";
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, form.c_str());
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT, 5L);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, Collect);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
-    reply.curl_code = curl_easy_perform(curl);
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
-    curl_easy_cleanup(curl);
-    return reply;
-}
-
-TakenPort::TakenPort() : socket_(BoundSocket(0, true)) {
-    port_ = socket_ < 0 ? 0 : PortOfSocket(socket_);
+TakenPort::TakenPort() : socket_(BoundLoopbackSocket(0)) {
+    if (socket_ >= 0 && ::listen(socket_, 4) == 0) {
+        port_ = PortOfSocket(socket_);
+    }
 }
 
 TakenPort::~TakenPort() {
@@ -129,7 +74,7 @@ TakenPort::~TakenPort() {
 }
 
 int FreePort() {
-    int sock = BoundSocket(0, false);
+    int sock = BoundLoopbackSocket(0);
     int port = PortOfSocket(sock);
     ::close(sock);
     return port;

@@ -1,5 +1,5 @@
 // Test helpers: a simulator on free ports, and single requests to it made the way the library
-// makes them (the reference local client, or libcurl for the token service).
+// makes them (the reference local client).
 #pragma once
 
 #include <chrono>
@@ -26,17 +26,6 @@ struct Reply {
 Reply Get(int port, const std::string& path, const std::map<std::string, std::string>& query = {},
           long timeout_seconds = 5);
 Reply Put(int port, const std::string& path, const std::string& body, long timeout_seconds = 5);
-Reply Post(int port, const std::string& path, const std::string& body,
-           const std::map<std::string, std::string>& query = {});
-
-struct CurlReply {
-    int curl_code = -1;
-    long status = 0;
-    std::string body;
-};
-// A form POST to "/token" with libcurl, as the token request is made.
-CurlReply PostToken(int port, const std::string& form);
-
 // A listening socket on a free port of 127.0.0.1, closed on destruction: a port that is taken.
 class TakenPort {
   public:

@@ -2,6 +2,7 @@
 
 #include "ChannelChangeBody.h"
 #include "JsonText.h"
+#include "SeedLoader.h"
 #include "ShapeChecks.h"
 
 namespace fdrsim {
@@ -104,16 +105,7 @@ ServiceAnswer FederationRoutes::Autonomies(const IncomingRequest&) {
     Json::Value content = Object();
     content["autonomy_list"] = Json::Value(Json::arrayValue);
     for (const auto& member : store_.Members()) {
-        Json::Value entry(Json::objectValue);
-        entry["autonomy_lid"] = member.autonomy_lid;
-        entry["autonomy_id"] = member.autonomy_id;
-        entry["autonomy_lname"] = member.autonomy_lname;
-        entry["address"] = member.address;
-        entry["username"] = member.username;
-        entry["password"] = member.password;
-        entry["server_mode"] = member.server_mode;
-        entry["mac"] = member.mac;
-        entry["add_time"] = member.add_time;
+        Json::Value entry = MemberTexts(member);
         Json::Value group(Json::objectValue);
         group["id"] = member.group_id;
         entry["group_list"].append(group);

@@ -252,31 +252,48 @@ bool LoadSeedFile(const std::string& path, FederationSeed& seed, std::string* er
     return true;
 }
 
+Json::Value MemberTexts(const Member& member) {
+    Json::Value texts(Json::objectValue);
+    texts["autonomy_lid"] = member.autonomy_lid;
+    texts["autonomy_id"] = member.autonomy_id;
+    texts["autonomy_lname"] = member.autonomy_lname;
+    texts["address"] = member.address;
+    texts["username"] = member.username;
+    texts["password"] = member.password;
+    texts["server_mode"] = member.server_mode;
+    texts["mac"] = member.mac;
+    texts["add_time"] = member.add_time;
+    return texts;
+}
+
+namespace {
+
+Json::Value TextArray(const std::vector<std::string>& texts) {
+    Json::Value array(Json::arrayValue);
+    for (const auto& text : texts) {
+        array.append(text);
+    }
+    return array;
+}
+
+}  // namespace
+
 std::string SeedJson(const FederationSeed& seed) {
     Json::Value root(Json::objectValue);
     root["guid"] = seed.guid;
     root["members"] = Json::Value(Json::arrayValue);
     for (const auto& member : seed.members) {
-        Json::Value m(Json::objectValue);
-        m["autonomy_lid"] = member.autonomy_lid;
-        m["autonomy_id"] = member.autonomy_id;
-        m["autonomy_lname"] = member.autonomy_lname;
-        m["address"] = member.address;
-        m["username"] = member.username;
-        m["password"] = member.password;
-        m["server_mode"] = member.server_mode;
-        m["mac"] = member.mac;
-        m["add_time"] = member.add_time;
-        m["group_id"] = member.group_id;
-        m["channels"] = Json::Value(Json::arrayValue);
+        Json::Value entry = MemberTexts(member);
+        entry["group_id"] = member.group_id;
+        entry["channels"] = Json::Value(Json::arrayValue);
         for (const auto& channel : member.channels) {
             Json::Value c(Json::objectValue);
             c["guid"] = channel.guid;
             c["name"] = channel.name;
             c["data"] = channel.data;
-            m["channels"].append(c);
+            entry["channels"].append(c);
         }
-        root["members"].append(m);
+        root["members"].append(entry);
     }
     root["clients"] = Json::Value(Json::arrayValue);
     for (const auto& client : seed.clients) {
@@ -290,19 +307,12 @@ std::string SeedJson(const FederationSeed& seed) {
         Json::Value u(Json::objectValue);
         u["name"] = user.name;
         u["is_domain"] = user.is_domain;
-        u["privileges"] = Json::Value(Json::arrayValue);
-        for (const auto& privilege : user.privileges) {
-            u["privileges"].append(privilege);
-        }
-        u["members"] = Json::Value(Json::arrayValue);
-        for (const auto& lid : user.members) {
-            u["members"].append(lid);
-        }
+        u["privileges"] = TextArray(user.privileges);
+        u["members"] = TextArray(user.members);
         root["users"].append(u);
     }
     root["config"] = Json::Value(Json::objectValue);
     for (const auto& [section, keys] : seed.config) {
-        root["config"][section] = Json::Value(Json::objectValue);
         for (const auto& [key, text] : keys) {
             root["config"][section][key] = text;
         }

@@ -1,6 +1,8 @@
 // Reading and writing a federation as a seed document (JSON), and the built-in sample federation.
 #pragma once
 
+#include <json/json.h>
+
 #include <string>
 
 #include "FederationSeed.h"
@@ -14,6 +16,8 @@ bool LoadSeedFile(const std::string& path, FederationSeed& seed, std::string* er
 // The seed document of `seed`, which ParseSeed reads back as it is. Channel data is written as
 // text, byte for byte.
 std::string SeedJson(const FederationSeed& seed);
+// The nine text fields of a member, under the names that seeds and the member list share.
+Json::Value MemberTexts(const Member& member);
 
 // The built-in federation: the content of sample-seed.json, compiled in.
 const std::string& SampleSeedText();

@@ -22,9 +22,17 @@ sockaddr_in LoopbackAddress(int port) {
     return address;
 }
 
-// A socket bound to `port` (0: any free one); -1 with errno set when it cannot be had.
+std::string WhyNotBound() {
+    if (errno == EADDRINUSE) {
+        return "the port is already in use (is another simulator or the real service running?)";
+    }
+    return std::strerror(errno);
+}
+
+}  // namespace
+
 // SO_REUSEADDR alone, never SO_REUSEPORT, so that two simulators cannot share a port silently.
-int BoundSocket(int port) {
+int BoundLoopbackSocket(int port) {
     const int sock = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (sock < 0) {
         return -1;
@@ -41,21 +49,12 @@ int BoundSocket(int port) {
     return sock;
 }
 
-int BoundPort(int sock) {
+int PortOfSocket(int sock) {
     sockaddr_in address{};
     socklen_t length = sizeof address;
     ::getsockname(sock, reinterpret_cast<sockaddr*>(&address), &length);
     return ntohs(address.sin_port);
 }
-
-std::string WhyNotBound() {
-    if (errno == EADDRINUSE) {
-        return "the port is already in use (is another simulator or the real service running?)";
-    }
-    return std::strerror(errno);
-}
-
-}  // namespace
 
 struct ServiceListener::Connection {
     std::thread thread;
@@ -81,11 +80,11 @@ bool ServiceListener::Start(bool refusing, std::string* error) {
     if (refusing) {
         // Nothing listens; a port that was free a moment ago gives clients a place to be refused.
         if (port_ == 0) {
-            const int sock = BoundSocket(0);
+            const int sock = BoundLoopbackSocket(0);
             if (sock < 0) {
                 return Fail(std::strerror(errno), error);
             }
-            port_ = BoundPort(sock);
+            port_ = PortOfSocket(sock);
             ::close(sock);
         }
         return true;
@@ -98,7 +97,7 @@ bool ServiceListener::Listen(std::string* error) {
     if (listen_fd_ >= 0) {
         return true;
     }
-    const int sock = BoundSocket(port_);
+    const int sock = BoundLoopbackSocket(port_);
     if (sock < 0) {
         return Fail(WhyNotBound(), error);
     }
@@ -107,7 +106,7 @@ bool ServiceListener::Listen(std::string* error) {
         ::close(sock);
         return Fail(reason, error);
     }
-    port_ = BoundPort(sock);
+    port_ = PortOfSocket(sock);
     listen_fd_ = sock;
     closing_ = std::make_unique<WakeSignal>();
     acceptor_ = std::thread([this, sock, closing = closing_.get()] { AcceptLoop(sock, *closing); });
@@ -129,8 +128,15 @@ void ServiceListener::Refuse() {
 
 void ServiceListener::Stop() {
     Refuse();
-    std::lock_guard<std::mutex> lock(connections_mutex_);
-    Reap(true);
+    // Joined outside the lock, which each connection takes as it closes.
+    std::list<std::unique_ptr<Connection>> connections;
+    {
+        std::lock_guard<std::mutex> lock(connections_mutex_);
+        connections.swap(connections_);
+    }
+    for (auto& connection : connections) {
+        connection->thread.join();
+    }
 }
 
 void ServiceListener::AcceptLoop(int listen_fd, const WakeSignal& closing) {
@@ -151,11 +157,17 @@ void ServiceListener::AcceptLoop(int listen_fd, const WakeSignal& closing) {
         int yes = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
         std::lock_guard<std::mutex> lock(connections_mutex_);
-        Reap(false);
+        Reap();
+        ++open_;
         auto connection = std::make_unique<Connection>();
         Connection* raw = connection.get();
         connection->thread = std::thread([this, fd, raw] {
             Serve(fd);
+            {
+                std::lock_guard<std::mutex> closed(connections_mutex_);
+                --open_;
+            }
+            closed_.notify_all();
             raw->done = true;
         });
         connections_.push_back(std::move(connection));
@@ -172,10 +184,15 @@ void ServiceListener::Serve(int fd) {
     connection.Finish();
 }
 
-// Joins the connections that are done (or all of them); called with connections_mutex_ held.
-void ServiceListener::Reap(bool all) {
+bool ServiceListener::WaitUntilIdle(std::chrono::steady_clock::time_point deadline) const {
+    std::unique_lock<std::mutex> lock(connections_mutex_);
+    return closed_.wait_until(lock, deadline, [this] { return open_ == 0; });
+}
+
+// Joins the connections that are done; called with connections_mutex_ held.
+void ServiceListener::Reap() {
     for (auto it = connections_.begin(); it != connections_.end();) {
-        if (all || (*it)->done) {
+        if ((*it)->done) {
             (*it)->thread.join();
             it = connections_.erase(it);
         } else {

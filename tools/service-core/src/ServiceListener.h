@@ -4,6 +4,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <list>
 #include <memory>
@@ -37,6 +39,8 @@ class ServiceListener {
     bool Listen(std::string* error);
     // Stops listening and waits for every connection; call once `stop` is set.
     void Stop();
+    // Waits until every connection accepted so far is closed; true when they were by `deadline`.
+    bool WaitUntilIdle(std::chrono::steady_clock::time_point deadline) const;
 
     Service service() const { return service_; }
     int port() const { return port_; }
@@ -45,7 +49,7 @@ class ServiceListener {
     struct Connection;
     void AcceptLoop(int listen_fd, const WakeSignal& closing);
     void Serve(int fd);
-    void Reap(bool all);
+    void Reap();
     bool Fail(const std::string& reason, std::string* error) const;
 
     const Service service_;
@@ -56,11 +60,19 @@ class ServiceListener {
     int listen_fd_ = -1;
     std::unique_ptr<WakeSignal> closing_;  // ends the accept loop of this listening socket
     std::thread acceptor_;
-    std::mutex connections_mutex_;
+    mutable std::mutex connections_mutex_;
     std::list<std::unique_ptr<Connection>> connections_;
+    size_t open_ = 0;  // connections not yet closed
+    mutable std::condition_variable closed_;
 };
 
 // The loopback address every service listens on.
 inline constexpr char kListenHost[] = "127.0.0.1";
+
+// A socket bound to `port` of the loopback address (0: any free one); -1 with errno set when the
+// port cannot be had.
+int BoundLoopbackSocket(int port);
+// The port a bound socket has.
+int PortOfSocket(int sock);
 
 }  // namespace fdrsim

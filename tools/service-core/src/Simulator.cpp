@@ -82,6 +82,17 @@ ServiceListener* Simulator::ListenerOf(Service service) const {
     return nullptr;
 }
 
+bool Simulator::WaitUntilIdle(std::chrono::milliseconds timeout) const {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    std::lock_guard<std::mutex> lock(control_mutex_);
+    for (const auto& listener : listeners_) {
+        if (!listener->WaitUntilIdle(deadline)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 int Simulator::PortOf(Service service) const {
     std::lock_guard<std::mutex> lock(control_mutex_);
     const ServiceListener* listener = ListenerOf(service);

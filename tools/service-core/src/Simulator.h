@@ -50,6 +50,9 @@ class Simulator {
     // Releases stalled requests and stops every service; also done by the destructor.
     void Stop();
 
+    // Waits until every connection accepted so far is closed; true when they were in time.
+    bool WaitUntilIdle(std::chrono::milliseconds timeout) const;
+
     // The port a service listens on (or, when refusing, the port where nothing listens).
     int PortOf(Service service) const;
 

@@ -13,6 +13,7 @@
 
 #include "Exchange.h"
 #include "FederationSeed.h"
+#include "FormText.h"
 #include "RouteTable.h"
 
 namespace fdrsim {
@@ -43,7 +44,7 @@ class TokenService {
         std::string client_id;
         Clock::time_point expires;
     };
-    using Form = std::vector<std::pair<std::string, std::string>>;
+    using Form = FormFields;
     ServiceAnswer Issue(const std::string& client_id);
     ServiceAnswer Refuse(const std::string& error, const std::string& description, Flags flags);
     std::optional<TokenClient> Authenticate(const Form& form) const;
