@@ -850,48 +850,53 @@ unsigned int BareReadWriteAnswer(const char* text, std::string& err_str) {
     return code;
 }
 
-unsigned int BareReadAutonomyList(const char* text, std::vector<std::shared_ptr<Member>>& list) {
+namespace {
+
+// An answer's list read element by element, each into a new record by `fill`, then the error
+// triple printed.
+template <typename Record, typename Fill>
+unsigned int BareReadList(const char* text, const char* key,
+                          std::vector<std::shared_ptr<Record>>& list, Fill fill) {
     cJSON* root = cJSON_Parse(text);
-    const cJSON* members = Get(root, "autonomy_list");
-    list.reserve(list.size() + static_cast<size_t>(cJSON_GetArraySize(members)));
-    const cJSON* m = nullptr;
-    cJSON_ArrayForEach(m, members) {
-        auto r = std::make_shared<Member>();
-        TakeText(m, "add_time", r->add_time);
-        TakeText(m, "address", r->address);
-        TakeText(m, "autonomy_id", r->autonomy_id);
-        TakeText(m, "autonomy_lid", r->autonomy_lid);
-        TakeText(m, "autonomy_lname", r->autonomy_lname);
-        TakeInt(cJSON_GetArrayItem(Get(m, "group_list"), 0), "id", r->group_id);
-        TakeText(m, "mac", r->mac);
-        TakeText(m, "password", r->password);
-        TakeText(m, "server_mode", r->server_mode);
-        TakeText(m, "username", r->username);
-        list.push_back(std::move(r));
+    const cJSON* elements = Get(root, key);
+    list.reserve(list.size() + static_cast<size_t>(cJSON_GetArraySize(elements)));
+    const cJSON* element = nullptr;
+    cJSON_ArrayForEach(element, elements) {
+        auto record = std::make_shared<Record>();
+        fill(element, *record);
+        list.push_back(std::move(record));
     }
     const unsigned int code = BarePrintErrorTriple(root, nullptr);
     cJSON_Delete(root);
     return code;
 }
 
+}  // namespace
+
+unsigned int BareReadAutonomyList(const char* text, std::vector<std::shared_ptr<Member>>& list) {
+    return BareReadList(text, "autonomy_list", list, [](const cJSON* m, Member& r) {
+        TakeText(m, "add_time", r.add_time);
+        TakeText(m, "address", r.address);
+        TakeText(m, "autonomy_id", r.autonomy_id);
+        TakeText(m, "autonomy_lid", r.autonomy_lid);
+        TakeText(m, "autonomy_lname", r.autonomy_lname);
+        TakeInt(cJSON_GetArrayItem(Get(m, "group_list"), 0), "id", r.group_id);
+        TakeText(m, "mac", r.mac);
+        TakeText(m, "password", r.password);
+        TakeText(m, "server_mode", r.server_mode);
+        TakeText(m, "username", r.username);
+    });
+}
+
 unsigned int BareReadChannelList(const char* text, std::vector<std::shared_ptr<ChannelObj>>& list) {
-    cJSON* root = cJSON_Parse(text);
-    const cJSON* channels = Get(root, "channel_list");
-    list.reserve(list.size() + static_cast<size_t>(cJSON_GetArraySize(channels)));
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, channels) {
-        auto channel = std::make_shared<ChannelObj>();
+    return BareReadList(text, "channel_list", list, [](const cJSON* entry, ChannelObj& channel) {
         const cJSON* data = Get(entry, "data");
         if (cJSON_IsString(data)) {
             cJSON* tree = cJSON_Parse(data->valuestring);
-            BareReadChannel(tree, *channel);
+            BareReadChannel(tree, channel);
             cJSON_Delete(tree);
         }
-        list.push_back(std::move(channel));
-    }
-    const unsigned int code = BarePrintErrorTriple(root, nullptr);
-    cJSON_Delete(root);
-    return code;
+    });
 }
 
 }  // namespace bench
