@@ -1,5 +1,6 @@
 #include "BenchData.h"
 
+#include <cstdio>
 #include <string_view>
 #include <unordered_map>
 
@@ -678,6 +679,224 @@ int BareParseChannelList(const char* text) {
     }
     cJSON_Delete(root);
     return parsed;
+}
+
+namespace {
+
+// Plain cJSON look-ups: the case-sensitive exact key, no order assumed.
+const cJSON* Get(const cJSON* object, const char* key) {
+    return cJSON_GetObjectItemCaseSensitive(object, key);
+}
+void TakeText(const cJSON* object, const char* key, std::string& field) {
+    const cJSON* item = Get(object, key);
+    if (cJSON_IsString(item)) {
+        field = item->valuestring;
+    }
+}
+void TakeInt(const cJSON* object, const char* key, int& field) {
+    const cJSON* item = Get(object, key);
+    if (cJSON_IsNumber(item)) {
+        field = item->valueint;
+    }
+}
+void TakeDouble(const cJSON* object, const char* key, double& field) {
+    const cJSON* item = Get(object, key);
+    if (cJSON_IsNumber(item)) {
+        field = item->valuedouble;
+    }
+}
+void TakeBool(const cJSON* object, const char* key, bool& field) {
+    const cJSON* item = Get(object, key);
+    if (cJSON_IsBool(item)) {
+        field = cJSON_IsTrue(item) != 0;
+    }
+}
+
+void BareReadChannel(const cJSON* root, ChannelObj& c) {
+    const cJSON* audio = Get(root, "audio");
+    TakeInt(audio, "audio_out_format", c.audio.audio_out_format);
+    TakeBool(audio, "audio_out_support", c.audio.audio_out_support);
+    TakeBool(audio, "audio_recording_support", c.audio.audio_recording_support);
+    const cJSON* cruising = Get(root, "auto_cruising");
+    const cJSON* item = nullptr;
+    using Preset = ChannelObj::AutoCruisingInfo::AutoCruisingPreset;
+    const cJSON* presets = Get(cruising, "auto_cruising_list");
+    c.auto_cruising.auto_cruising_list.reserve(static_cast<size_t>(cJSON_GetArraySize(presets)));
+    cJSON_ArrayForEach(item, presets) {
+        auto preset = std::make_shared<Preset>();
+        TakeInt(item, "interval", preset->interval);
+        TakeInt(item, "preset_index", preset->preset_index);
+        TakeBool(item, "snapshot_support", preset->snapshot_support);
+        c.auto_cruising.auto_cruising_list.push_back(std::move(preset));
+    }
+    TakeBool(cruising, "enabled", c.auto_cruising.enabled);
+    TakeBool(cruising, "stop_when_ptzing", c.auto_cruising.stop_when_ptzing);
+    TakeText(root, "channel_guid", c.channel_guid);
+    TakeInt(root, "channel_index", c.channel_index);
+    TakeText(root, "channel_name", c.channel_name);
+    const cJSON* event = Get(root, "event_installation");
+    cJSON_ArrayForEach(item, Get(Get(event, "input"), "input_enabled_list")) {
+        c.event_installation.input.input_enabled_list.push_back(cJSON_IsTrue(item) != 0);
+    }
+    const cJSON* motion = Get(event, "motion");
+    auto& m = c.event_installation.motion;
+    TakeBool(motion, "motion_detection_settings_support", m.motion_detection_settings_support);
+    TakeBool(motion, "motion_detection_support", m.motion_detection_support);
+    TakeBool(motion, "motion_enabled", m.motion_enabled);
+    const cJSON* fisheye = Get(root, "fisheye");
+    TakeInt(fisheye, "display_mode", c.fisheye.display_mode);
+    TakeInt(fisheye, "fisheye_type", c.fisheye.fisheye_type);
+    TakeBool(fisheye, "immer_vision_enabled", c.fisheye.immer_vision_enabled);
+    TakeInt(fisheye, "mount_type", c.fisheye.mount_type);
+    TakeInt(fisheye, "panorama_pan", c.fisheye.panorama_pan);
+    TakeDouble(fisheye, "latitude", c.fisheye.latitude);
+    TakeDouble(fisheye, "radius_ratio", c.fisheye.radius_ratio);
+    TakeDouble(fisheye, "x", c.fisheye.x);
+    TakeDouble(fisheye, "y", c.fisheye.y);
+    const cJSON* login = Get(root, "login_auth");
+    TakeText(login, "username", c.login_auth.username);
+    TakeText(login, "passowrd", c.login_auth.passowrd);
+    TakeText(login, "admin_passowrd", c.login_auth.admin_passowrd);
+    TakeText(login, "guest_passowrd", c.login_auth.guest_passowrd);
+    const cJSON* maker = Get(root, "manufacturer");
+    TakeText(maker, "camera_brand", c.manufacturer.camera_brand);
+    TakeText(maker, "camera_model", c.manufacturer.camera_model);
+    TakeText(maker, "umsid", c.manufacturer.umsid);
+    TakeInt(maker, "umsid_undefined", c.manufacturer.umsid_undefined);
+    const cJSON* network = Get(root, "network_setting");
+    TakeText(network, "lan_addr", c.network_setting.lan_addr);
+    TakeInt(network, "lan_port", c.network_setting.lan_port);
+    TakeInt(network, "rtsp_port_1", c.network_setting.rtsp_port_1);
+    TakeInt(network, "rtsp_port_2", c.network_setting.rtsp_port_2);
+    TakeText(network, "wan_addr", c.network_setting.wan_addr);
+    TakeInt(network, "wan_port", c.network_setting.wan_port);
+    TakeInt(Get(root, "projection"), "projection_type", c.projection.projection_type);
+    const cJSON* recording = Get(root, "recording_status");
+    TakeBool(recording, "alarm_rec_enabled", c.recording_status.alarm_rec_enabled);
+    TakeBool(recording, "manual_rec_enabled", c.recording_status.manual_rec_enabled);
+    TakeBool(recording, "schedule_rec_enabled", c.recording_status.schedule_rec_enabled);
+    const cJSON* streams = Get(root, "stream_info");
+    const cJSON* main = Get(streams, "main_stream");
+    auto& ms = c.stream_info.main_stream;
+    TakeBool(main, "support_vs_dewarp", ms.support_vs_dewarp);
+    TakeInt(main, "video_codec_id", ms.video_codec_id);
+    TakeInt(main, "video_fps", ms.video_fps);
+    TakeInt(main, "video_resolution", ms.video_resolution);
+    TakeText(main, "video_resolution_str", ms.video_resolution_str);
+    const cJSON* multi = Get(streams, "multi_stream_list");
+    c.stream_info.multi_stream_list.reserve(static_cast<size_t>(cJSON_GetArraySize(multi)));
+    cJSON_ArrayForEach(item, multi) {
+        auto stream = std::make_shared<ChannelObj::MultiStreamObj>();
+        TakeInt(item, "stream_id", stream->stream_id);
+        TakeInt(item, "video_fps", stream->video_fps);
+        TakeText(item, "video_fcc", stream->video_fcc);
+        TakeText(item, "audio_fcc", stream->audio_fcc);
+        TakeInt(item, "video_resolution", stream->video_resolution);
+        c.stream_info.multi_stream_list.push_back(std::move(stream));
+    }
+    TakeBool(root, "video_setting_support", c.video_setting_support);
+    cJSON_ArrayForEach(item, Get(root, "virtual_camera_list")) {
+        if (!cJSON_IsObject(item)) {
+            continue;
+        }
+        auto camera = std::make_shared<ChannelObj::VirtualCameraObj>();
+        TakeInt(item, "height", camera->height);
+        TakeInt(item, "horizontal", camera->horizontal);
+        TakeInt(item, "index", camera->index);
+        TakeInt(item, "width", camera->width);
+        TakeInt(item, "vertical", camera->vertical);
+        TakeText(item, "name", camera->name);
+        c.virtual_camera_list.push_back(std::move(camera));
+    }
+}
+
+}  // namespace
+
+unsigned int BarePrintErrorTriple(const cJSON* root, std::string* err_str) {
+    const cJSON* err_no = Get(root, "err_no");
+    if (cJSON_IsString(err_no)) {
+        std::printf("err_no : %s\n", err_no->valuestring);
+    }
+    const cJSON* text = Get(root, "err_str");
+    if (cJSON_IsString(text)) {
+        if (err_str != nullptr) {
+            *err_str = text->valuestring;
+        }
+        std::printf("err_str : %s\n", text->valuestring);
+    }
+    unsigned int code = 0;
+    const cJSON* err_code = Get(root, "err_code");
+    if (cJSON_IsNumber(err_code)) {
+        code = static_cast<unsigned int>(err_code->valuedouble);
+        std::printf("err_code : %u\n", code);
+    }
+    std::fflush(stdout);
+    return code;
+}
+
+unsigned int BareReadTokens(const char* text, std::string& access, std::string& refresh) {
+    cJSON* root = cJSON_Parse(text);
+    TakeText(root, "refresh_token", refresh);
+    TakeText(root, "access_token", access);
+    const unsigned int error = cJSON_IsString(Get(root, "error")) ? 1 : 0;
+    cJSON_Delete(root);
+    return error;
+}
+
+unsigned int BareReadWriteAnswer(const char* text, std::string& err_str) {
+    cJSON* root = cJSON_Parse(text);
+    const unsigned int code = BarePrintErrorTriple(root, &err_str);
+    cJSON_Delete(root);
+    return code;
+}
+
+namespace {
+
+// An answer's list read element by element, each into a new record by `fill`, then the error
+// triple printed.
+template <typename Record, typename Fill>
+unsigned int BareReadList(const char* text, const char* key,
+                          std::vector<std::shared_ptr<Record>>& list, Fill fill) {
+    cJSON* root = cJSON_Parse(text);
+    const cJSON* elements = Get(root, key);
+    list.reserve(list.size() + static_cast<size_t>(cJSON_GetArraySize(elements)));
+    const cJSON* element = nullptr;
+    cJSON_ArrayForEach(element, elements) {
+        auto record = std::make_shared<Record>();
+        fill(element, *record);
+        list.push_back(std::move(record));
+    }
+    const unsigned int code = BarePrintErrorTriple(root, nullptr);
+    cJSON_Delete(root);
+    return code;
+}
+
+}  // namespace
+
+unsigned int BareReadAutonomyList(const char* text, std::vector<std::shared_ptr<Member>>& list) {
+    return BareReadList(text, "autonomy_list", list, [](const cJSON* m, Member& r) {
+        TakeText(m, "add_time", r.add_time);
+        TakeText(m, "address", r.address);
+        TakeText(m, "autonomy_id", r.autonomy_id);
+        TakeText(m, "autonomy_lid", r.autonomy_lid);
+        TakeText(m, "autonomy_lname", r.autonomy_lname);
+        TakeInt(cJSON_GetArrayItem(Get(m, "group_list"), 0), "id", r.group_id);
+        TakeText(m, "mac", r.mac);
+        TakeText(m, "password", r.password);
+        TakeText(m, "server_mode", r.server_mode);
+        TakeText(m, "username", r.username);
+    });
+}
+
+unsigned int BareReadChannelList(const char* text, std::vector<std::shared_ptr<ChannelObj>>& list) {
+    return BareReadList(text, "channel_list", list, [](const cJSON* entry, ChannelObj& channel) {
+        const cJSON* data = Get(entry, "data");
+        if (cJSON_IsString(data)) {
+            cJSON* tree = cJSON_Parse(data->valuestring);
+            BareReadChannel(tree, channel);
+            cJSON_Delete(tree);
+        }
+    });
 }
 
 }  // namespace bench

@@ -64,7 +64,23 @@ Printed BareFisheyeSupport(const DravoAgentData::DravoServerInfo& info);
 Printed BareProjectionSupport(const DravoAgentData::DravoServerInfo& info);
 
 // The bare reading of a channel-list answer: the answer, then every "data" text. Returns the
-// number of channel texts that parsed.
+// number of channel texts that parsed. Fills no record: the dependency's own cost.
 int BareParseChannelList(const char* text);
+
+// ---- The readers' work with bare cJSON calls: the same records, the same lines ----
+
+// The three standard-output lines of an error triple ("err_no : ", "err_str : ", "err_code : "),
+// flushed, as every reader of a federation-service answer prints them; copies "err_str" into
+// `err_str` when given. Returns "err_code".
+unsigned int BarePrintErrorTriple(const cJSON* root, std::string* err_str);
+// The token service's answer: both tokens copied; returns 1 when it carries "error", else 0.
+unsigned int BareReadTokens(const char* text, std::string& access, std::string& refresh);
+// A write answer: its error triple printed, "err_str" copied.
+unsigned int BareReadWriteAnswer(const char* text, std::string& err_str);
+// The member list into records (ten fields and the first group each), then the error triple.
+unsigned int BareReadAutonomyList(const char* text, std::vector<std::shared_ptr<Member>>& list);
+// A channel list into records: every "data" text parsed and read field by field into its
+// record, then the error triple.
+unsigned int BareReadChannelList(const char* text, std::vector<std::shared_ptr<ChannelObj>>& list);
 
 }  // namespace bench

@@ -19,8 +19,8 @@ namespace bench {
 
 class PairTimer {
   public:
-    // `untimed` runs after each batch of the library's side, outside the timing: parsers hand
-    // their records to the host, whose dropping them is not the parser's work.
+    // `untimed` runs after each batch of either side, outside the timing: readers hand their
+    // records to the host, whose dropping them is neither side's work.
     PairTimer(std::function<void()> lib, std::function<void()> bare,
               std::function<void()> untimed = nullptr)
         : lib_(std::move(lib)), bare_(std::move(bare)), untimed_(std::move(untimed)) {}
@@ -31,11 +31,11 @@ class PairTimer {
             Calibrate();
         }
         if (flip_) {
-            bare_ns_.push_back(Time(bare_));
-            lib_ns_.push_back(TimeLib());
+            bare_ns_.push_back(TimeThenDrop(bare_));
+            lib_ns_.push_back(TimeThenDrop(lib_));
         } else {
-            lib_ns_.push_back(TimeLib());
-            bare_ns_.push_back(Time(bare_));
+            lib_ns_.push_back(TimeThenDrop(lib_));
+            bare_ns_.push_back(TimeThenDrop(bare_));
         }
         flip_ = !flip_;
     }
@@ -49,7 +49,8 @@ class PairTimer {
     }
 
     // Rounds that make one repetition last about `seconds`, from one timed call of each side;
-    // at least three.
+    // at least fifteen, so that the medians of the slowest cases (tens of milliseconds a call)
+    // still pass over a burst of load on a shared machine.
     static int64_t RoundsFor(const std::function<void()>& lib, const std::function<void()>& bare,
                              double seconds) {
         const auto start = Clock::now();
@@ -57,26 +58,27 @@ class PairTimer {
         bare();
         const std::chrono::duration<double, std::nano> spent = Clock::now() - start;
         const double round = std::max(spent.count(), 2 * kMinBatchNs);
-        return std::max<int64_t>(3, static_cast<int64_t>(seconds * 1e9 / round));
+        return std::max<int64_t>(kMinRounds, static_cast<int64_t>(seconds * 1e9 / round));
     }
 
   private:
     using Clock = std::chrono::steady_clock;
+    static constexpr int64_t kMinRounds = 15;
     // Batches of at least this long keep the clock's own cost out of the comparison.
     static constexpr double kMinBatchNs = 20000;
 
     void Calibrate() {
         batch_ = 1;
-        TimeLib();
-        bare_();
-        const double once = std::min(TimeLib(), Time(bare_));
+        TimeThenDrop(lib_);
+        TimeThenDrop(bare_);
+        const double once = std::min(TimeThenDrop(lib_), TimeThenDrop(bare_));
         if (once < kMinBatchNs) {
             batch_ = static_cast<int>(kMinBatchNs / std::max(once, 1.0)) + 1;
         }
     }
 
-    double TimeLib() {
-        const double ns = Time(lib_);
+    double TimeThenDrop(const std::function<void()>& run) {
+        const double ns = Time(run);
         if (untimed_) {
             untimed_();
         }

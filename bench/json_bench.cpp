@@ -84,15 +84,23 @@ void Formatter(const std::string& name, std::function<void(std::string&)> lib,
         });
 }
 
-// A parser against bare cJSON_Parse (and cJSON_Delete) of the same text.
-// The records a parser appends are the host's to drop: `untimed` drops them between batches.
-void Parser(const std::string& name, std::function<unsigned int()> lib,
-            std::shared_ptr<const std::string> text, std::function<void()> untimed = nullptr) {
-    if (lib() != 0) {
-        Die(name, "the library rejects the answer");
+// A reader: `lib` against `like`, the same observable work done with bare cJSON (the same
+// records filled, the same standard-output lines). A second case, under "explain/", sets the
+// reader against the bare parse (cJSON_Parse and cJSON_Delete) of the same text: what the
+// dependency alone costs. The records a reader appends are the host's to drop: `untimed` drops
+// them between batches.
+void Reader(const std::string& what, const std::string& size, std::function<unsigned int()> lib,
+            std::function<unsigned int()> like, std::shared_ptr<const std::string> text,
+            std::function<void()> untimed = nullptr) {
+    const std::string name = "parse/" + what + "/" + size;
+    if (lib() != like()) {
+        Die(name, "the baseline does not read the answer as the library does");
     }
     Register(
         name, [lib] { benchmark::DoNotOptimize(lib()); },
+        [like] { benchmark::DoNotOptimize(like()); }, untimed);
+    Register(
+        "explain/" + what + "OverParseOnly/" + size, [lib] { benchmark::DoNotOptimize(lib()); },
         [text] {
             cJSON* root = cJSON_Parse(text->c_str());
             benchmark::DoNotOptimize(root);
@@ -163,20 +171,28 @@ void ChannelFormatters() {
 
 void MemberFormatters() {
     const auto lid = std::make_shared<std::string>("member-7");
-    Formatter(
-        "fmt/RestAutonomy/1",
-        [](std::string& out) {
-            // The caller's stream, as a host keeps it.
-            static auto record = MemberRecord(7);
-            static std::stringstream stream;
-            stream.str(std::string());
-            A::FormatRestAutonomy(record, stream);
-            out = stream.str();
-        },
-        [] {
-            static const auto record = MemberRecord(7);
-            return Print(BareRestMember(*record));
-        });
+    // The member log's body goes into the host's stream (kept by the host between calls): the
+    // baseline writes its text there too.
+    const auto record = std::make_shared<std::shared_ptr<Member>>(MemberRecord(7));
+    const auto lib_rest = [record] {
+        static std::stringstream stream;
+        stream.str(std::string());
+        A::FormatRestAutonomy(*record, stream);
+        return stream.str();
+    };
+    const auto bare_rest = [record] {
+        static std::stringstream stream;
+        stream.str(std::string());
+        const Printed printed = Print(BareRestMember(**record));
+        stream << printed.get();
+        return stream.str();
+    };
+    if (lib_rest() != bare_rest()) {
+        Die("fmt/RestAutonomy/1", "the baseline does not print the library's text");
+    }
+    Register(
+        "fmt/RestAutonomy/1", [lib_rest] { benchmark::DoNotOptimize(lib_rest().data()); },
+        [bare_rest] { benchmark::DoNotOptimize(bare_rest().data()); });
     Formatter(
         "fmt/RemoveAutonomyInfo/1",
         [lid](std::string& out) { A::FormatterRemoveAutonomyInfo(*lid, out); },
@@ -223,75 +239,110 @@ void MemberFormatters() {
 
 void Parsers() {
     const auto token = std::make_shared<const std::string>(TokenAnswer());
-    Parser(
-        "parse/OauthAuthLoginToken/1",
+    Reader(
+        "OauthAuthLoginToken", "1",
         [token] {
             // The host's token strings and the object's refresh token live on between calls.
             static std::string access, refresh;
             return CFdrUtilParser::ParseOauthAuthLoginToken(token->c_str(), access, refresh);
         },
+        [token] {
+            static std::string access, refresh;
+            return BareReadTokens(token->c_str(), access, refresh);
+        },
         token);
     const auto service = std::make_shared<const std::string>(ServiceAnswer());
-    Parser(
-        "parse/FederateSetting/1",
+    Reader(
+        "FederateSetting", "1",
         [service] {
             static std::string guid;  // the host's
             return CFdrUtilParser::ParseFederateSetting(service->c_str(), guid);
         },
+        [service] {
+            static std::string guid;
+            cJSON* root = cJSON_Parse(service->c_str());
+            const cJSON* text = cJSON_GetObjectItemCaseSensitive(
+                cJSON_GetObjectItemCaseSensitive(root, "serviceInfo"), "GUID");
+            if (cJSON_IsString(text)) {
+                guid = text->valuestring;
+            }
+            const cJSON* code = cJSON_GetObjectItemCaseSensitive(root, "err_code");
+            const unsigned int result = cJSON_IsNumber(code) && code->valuedouble != 0 ? 1 : 0;
+            cJSON_Delete(root);
+            return result;
+        },
         service);
+    // The write answer's reader prints its three lines and copies "err_str".
     const auto written = std::make_shared<const std::string>(WriteAnswer());
-    Parser(
-        "parse/FdrErrorCode/1",
+    Reader(
+        "FdrErrorCode", "1",
         [written] {
             std::string err_str;
             return CFdrUtilParser::ParseFdrErrorCode(written->c_str(), err_str);
         },
-        written);
-    // Not a goal: what the answer readers' three standard-output lines and their flush cost.
-    // The baseline parses and prints the same lines.
-    Register(
-        "explain/FdrErrorCodeWithItsLines/1",
         [written] {
             std::string err_str;
-            benchmark::DoNotOptimize(CFdrUtilParser::ParseFdrErrorCode(written->c_str(), err_str));
+            return BareReadWriteAnswer(written->c_str(), err_str);
         },
-        [written] {
-            cJSON* root = cJSON_Parse(written->c_str());
-            std::printf("err_no : %s\n", cJSON_GetObjectItem(root, "err_no")->valuestring);
-            std::printf("err_str : %s\n", cJSON_GetObjectItem(root, "err_str")->valuestring);
-            std::printf("err_code : %u\n", 0u);
-            std::fflush(stdout);
-            cJSON_Delete(root);
-        });
+        written);
     for (const int n : {1, 32, 512}) {
         const auto text = std::make_shared<const std::string>(AutonomyListAnswer(n));
         const auto records = std::make_shared<std::vector<std::shared_ptr<Member>>>();
-        Parser(
-            "parse/AutonomyList/" + Size(n),
+        const auto bare_records = std::make_shared<std::vector<std::shared_ptr<Member>>>();
+        Reader(
+            "AutonomyList", Size(n),
             [text, records] { return CFdrUtilParser::ParseAutonomyList(text->c_str(), *records); },
-            text, [records] { records->clear(); });
+            [text, bare_records] { return BareReadAutonomyList(text->c_str(), *bare_records); },
+            text,
+            [records, bare_records] {
+                records->clear();
+                bare_records->clear();
+            });
     }
-    // Channel lists: the baseline parses the answer and then every "data" text.
+    // Channel lists: the answer, then every "data" text, each read into its record.
     for (const int n : {1, 64, 1024}) {
         const auto text = std::make_shared<const std::string>(ChannelListAnswer(n));
         const std::string name = "parse/ChannelList/" + Size(n);
         std::vector<std::shared_ptr<ChannelObj>> check;
+        std::vector<std::shared_ptr<ChannelObj>> bare_check;
         if (CFdrUtilParser::ParseChannelList(text->c_str(), check) != 0 ||
-            static_cast<int>(check.size()) != n || BareParseChannelList(text->c_str()) != n) {
+            BareReadChannelList(text->c_str(), bare_check) != 0 ||
+            static_cast<int>(check.size()) != n || bare_check.size() != check.size() ||
+            BareParseChannelList(text->c_str()) != n) {
             Die(name, "the answer does not read back");
         }
         const auto records = std::make_shared<std::vector<std::shared_ptr<ChannelObj>>>();
+        const auto bare_records = std::make_shared<std::vector<std::shared_ptr<ChannelObj>>>();
+        const auto drop = [records, bare_records] {
+            records->clear();
+            bare_records->clear();
+        };
         Register(
             name,
             [text, records] {
                 benchmark::DoNotOptimize(CFdrUtilParser::ParseChannelList(text->c_str(), *records));
             },
-            [text] { benchmark::DoNotOptimize(BareParseChannelList(text->c_str())); },
-            [records] { records->clear(); });
+            [text, bare_records] {
+                benchmark::DoNotOptimize(BareReadChannelList(text->c_str(), *bare_records));
+            },
+            drop);
+        // Not a goal: against the parse of the answer and of every "data" text, no record.
+        Register(
+            "explain/ChannelListOverParseOnly/" + Size(n),
+            [text, records] {
+                benchmark::DoNotOptimize(CFdrUtilParser::ParseChannelList(text->c_str(), *records));
+            },
+            [text] { benchmark::DoNotOptimize(BareParseChannelList(text->c_str())); }, drop);
     }
-    // The privilege timestamp is read with jsoncpp, so its baseline is a bare jsoncpp parse of
-    // the same text.
+    // The privilege timestamp is read with jsoncpp, so its baseline is jsoncpp: the same parse,
+    // "err_code" looked at and "config" taken.
     const auto privilege = std::make_shared<const std::string>(PrivilegeTimeAnswer());
+    const auto privilege_parse = [privilege] {
+        Json::Reader reader;
+        Json::Value root;
+        benchmark::DoNotOptimize(reader.parse(*privilege, root, true));
+        return root;
+    };
     Register(
         "parse/PrivilegeTime/1",
         [privilege] {
@@ -299,11 +350,20 @@ void Parsers() {
             CPrivilegeJsonParser::ParsePrivilegeTime(*privilege, timestamp);
             benchmark::DoNotOptimize(timestamp.data());
         },
-        [privilege] {
-            Json::Reader reader;
-            Json::Value root;
-            benchmark::DoNotOptimize(reader.parse(*privilege, root, true));
+        [privilege_parse] {
+            const Json::Value root = privilege_parse();
+            benchmark::DoNotOptimize(root.get("err_code", -1).asInt());
+            std::string timestamp = root.get("config", "").asString();
+            benchmark::DoNotOptimize(timestamp.data());
         });
+    Register(
+        "explain/PrivilegeTimeOverParseOnly/1",
+        [privilege] {
+            std::string timestamp;
+            CPrivilegeJsonParser::ParsePrivilegeTime(*privilege, timestamp);
+            benchmark::DoNotOptimize(timestamp.data());
+        },
+        [privilege_parse] { benchmark::DoNotOptimize(privilege_parse()); });
 }
 
 }  // namespace

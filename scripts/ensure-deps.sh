@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, when they are missing, and says
-# so. Usage: scripts/ensure-deps.sh [build|test|fuzz|memcheck|package|browser]
+# so. Usage: scripts/ensure-deps.sh [build|test|bench|fuzz|memcheck|package|browser]
 #   test adds what the test suite needs, fuzz the clang toolchain of the fuzzers, memcheck valgrind,
 #   package what building and checking the Debian packages needs (debhelper, lintian, help2man),
+#   bench what bench/run needs (Google Benchmark, iproute2 for its network namespace, gnuplot),
 #   browser chromium, node and the npm packages of the console's browser tests (tests/browser).
 set -euo pipefail
 
@@ -15,11 +16,12 @@ case "$purpose" in
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     memcheck) packages+=(valgrind) ;;
     package) packages+=(debhelper dpkg-dev help2man lintian iproute2) ;;
+    bench) packages+=(libbenchmark-dev iproute2 gnuplot-nox) ;;
     browser)
         packages+=(chromium)
         # Any node of 18 or later does; Debian's when there is none.
         if ! command -v npm >/dev/null; then packages+=(nodejs npm); fi ;;
-    *) echo "usage: $0 [build|test|fuzz|memcheck|package|browser]" >&2; exit 2 ;;
+    *) echo "usage: $0 [build|test|bench|fuzz|memcheck|package|browser]" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -1,6 +1,7 @@
 // The federation service's copy of the channel lists ("/fdr/CmsChannel"): read on the read
 // port, written on the write port.
 #include <cstdio>
+#include <utility>
 
 #include "FederateUtil/CFederateUtil.h"
 #include "FederateUtil/LocalServiceCall.h"
@@ -35,7 +36,9 @@ int CFederateUtil::SaveFdrAllChannelsSetting(DravoAgentData::AutonomyList& serve
     CChannelInfoJsonFormatter::FormatterAddChannelInfo(servers, channels, body);
     msg("SaveFdrAllChannelsSetting start: %s", body.c_str());
     std::string response;
-    const int n_ret = fdr::CallLocalService(fdr::endpoint::kCmsChannelWrite, response, body);
+    // The whole federation's body is the largest the library sends: handed over, not copied.
+    const int n_ret =
+        fdr::CallLocalService(fdr::endpoint::kCmsChannelWrite, response, std::move(body));
     msg("SaveFdrAllChannelsSetting end");
     if (n_ret != 0) {
         fdr::ReportErrorToConsole(n_ret);

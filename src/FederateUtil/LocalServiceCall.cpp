@@ -1,11 +1,12 @@
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "FederateUtil/LocalServiceCall.h"
 
 namespace fdr {
 
-int CallLocalService(const LocalEndpoint& endpoint, std::string& response, const std::string& body,
+int CallLocalService(const LocalEndpoint& endpoint, std::string& response, std::string body,
                      query_object* query) {
     // The client takes host and path as writable buffers.
     char host[sizeof(kLocalHost)];
@@ -21,14 +22,14 @@ int CallLocalService(const LocalEndpoint& endpoint, std::string& response, const
             return kfen_GET_request(host, endpoint.port, path.data(), query, response, timeout,
                                     false, false, 0, nullptr);
         case HttpMethod::Post:
-            return kfen_POST_request(host, endpoint.port, path.data(), body, response, timeout,
-                                     false, false, 0, nullptr);
+            return kfen_POST_request(host, endpoint.port, path.data(), std::move(body), response,
+                                     timeout, false, false, 0, nullptr);
         case HttpMethod::PostWithQuery:
-            return kfen_POST_request_v2(host, endpoint.port, path.data(), query, body, response,
-                                        timeout, false, false, 0, nullptr);
+            return kfen_POST_request_v2(host, endpoint.port, path.data(), query, std::move(body),
+                                        response, timeout, false, false, 0, nullptr);
         case HttpMethod::Put:
-            return kfen_PUT_request(host, endpoint.port, path.data(), body, response, timeout,
-                                    false, false, 0, nullptr);
+            return kfen_PUT_request(host, endpoint.port, path.data(), std::move(body), response,
+                                    timeout, false, false, 0, nullptr);
     }
     return KFEN_ERR_ARGUMENT;
 }

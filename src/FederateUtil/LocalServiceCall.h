@@ -10,10 +10,12 @@
 namespace fdr {
 
 // Makes the endpoint's one request with the fixed conventions: host 127.0.0.1, the endpoint's
-// time-out, the trailing arguments false, false, 0, null, and a copy of `body` (ignored by GET).
-// `query` is used by GET and POST-with-query; null means no parameters. Returns the client's code.
+// time-out, the trailing arguments false, false, 0, null, and `body` (ignored by GET). The client
+// takes the body by value: a caller done with its body moves it in, so that a large one is not
+// held twice during the exchange. `query` is used by GET and POST-with-query; null means no
+// parameters. Returns the client's code.
 int CallLocalService(const LocalEndpoint& endpoint, std::string& response,
-                     const std::string& body = std::string(), query_object* query = nullptr);
+                     std::string body = std::string(), query_object* query = nullptr);
 
 // The three ways of reporting a failed request.
 // Console: "\r[error]n_ret=%d\n" on standard output.

@@ -4,10 +4,13 @@
 
 #include <cjson/cJSON.h>
 
-#include <deque>
+#include <climits>
+#include <cstring>
+#include <list>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "json/JsonNumber.h"
@@ -183,9 +186,9 @@ void WriteVirtualCameras(cJSON* root, const ChannelObj& channel) {
 // ---- List bodies ----
 
 // The channel texts of a list body. They make up nearly all of its bytes, so the tree refers to
-// them instead of copying them; a deque never moves its elements, so they stay put until the
-// body is printed.
-using ChannelTexts = std::deque<std::string>;
+// them instead of copying them; a list never moves its elements, so they stay put until the body
+// is printed, and an empty one (a remove body's) allocates nothing.
+using ChannelTexts = std::list<std::string>;
 
 // One entry of a "channel_list": {"guid", "name", "data"}, whose "data" refers to `data`.
 // False when a creation failed.
@@ -207,6 +210,40 @@ cJSON* AddServer(cJSON* servers, const std::string& lid, const char* mode) {
     return AddArray(server, "channel_list");
 }
 
+// The printed size of a list body, from its channel texts: each text with its quotes and
+// backslashes escaped, plus room for an entry's keys, guid and name. The bytes printed do not
+// depend on it: a body that does not fit is printed the usual way.
+size_t ListBodySizeHint(const ChannelTexts& texts) {
+    constexpr size_t kEntryRoom = 160;
+    size_t size = 256;
+    for (const std::string& text : texts) {
+        size += text.size() + kEntryRoom;
+        for (const char c : text) {
+            size += c == '"' || c == '\\' ? 1 : 0;
+        }
+    }
+    return size;
+}
+
+// Prints a list body over `out` (unchanged when printing fails). The channel texts are nearly
+// all of its bytes, and a federation's body runs to hundreds of megabytes: it is printed straight
+// into the string handed on, sized from the texts, and the tree and the texts are let go before
+// anything else is allocated, so that the body is never held more than twice.
+void PrintListBody(Tree root, ChannelTexts texts, std::string& out) {
+    const size_t hint = ListBodySizeHint(texts);
+    if (hint < static_cast<size_t>(INT_MAX)) {
+        std::string printed(hint, '\0');
+        if (cJSON_PrintPreallocated(root.get(), printed.data(), static_cast<int>(hint), 0)) {
+            printed.resize(std::strlen(printed.c_str()));
+            root.reset();
+            ChannelTexts().swap(texts);
+            out.swap(printed);
+            return;
+        }
+    }
+    PrintInto(root.get(), out);
+}
+
 enum class ChannelData { Full, Empty };
 
 // The four one-server list bodies differ only in their mode and in whether "data" is filled.
@@ -225,15 +262,17 @@ unsigned int FormatServerChannelList(const std::string& lid, const ChannelObjLis
         if (!channel) {
             continue;
         }
-        std::string& text = texts.emplace_back();
+        static const std::string kNoData;
+        const std::string* text = &kNoData;
         if (data == ChannelData::Full) {
-            construct_cahnnel_info_string(channel, text);
+            text = &texts.emplace_back();
+            construct_cahnnel_info_string(channel, texts.back());
         }
-        if (!AddChannelEntry(list, *channel, text)) {
+        if (!AddChannelEntry(list, *channel, *text)) {
             break;  // print what was built
         }
     }
-    PrintInto(root.get(), out);
+    PrintListBody(std::move(root), std::move(texts), out);
     return 0;
 }
 
@@ -399,7 +438,7 @@ unsigned int CChannelInfoJsonFormatter::FormatterAddChannelInfo(
             break;  // print what was built
         }
     }
-    PrintInto(root.get(), out);
+    PrintListBody(std::move(root), std::move(texts), out);
     return 0;
 }
 
