@@ -17,6 +17,9 @@ namespace fdrsim {
 
 namespace {
 
+// The most a request's announced Content-Length reserves ahead of its bytes.
+constexpr size_t kLargestReservedBody = size_t{1} << 30;
+
 std::string Lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
@@ -147,11 +150,13 @@ bool HttpConnection::Send(const char* data, size_t size) {
 }
 
 bool HttpConnection::ReadRequest(IncomingRequest& request) {
+    // The head is gathered in `data`; once it is read, the body goes straight into
+    // request.body, reserved from Content-Length, so a large body is neither regrown nor copied.
     std::string data;
-    size_t body_start = std::string::npos;
+    bool head_read = false;
     size_t length = 0;
     char buffer[16384];
-    while (body_start == std::string::npos || data.size() < body_start + length) {
+    while (!head_read || request.body.size() < length) {
         if (!WaitReady(POLLIN, -1)) {
             return false;
         }
@@ -162,15 +167,16 @@ bool HttpConnection::ReadRequest(IncomingRequest& request) {
         if (n <= 0) {
             return false;
         }
-        data.append(buffer, static_cast<size_t>(n));
-        if (body_start != std::string::npos) {
+        if (head_read) {
+            request.body.append(buffer, static_cast<size_t>(n));
             continue;
         }
+        data.append(buffer, static_cast<size_t>(n));
         const size_t end = data.find("\r\n\r\n");
         if (end == std::string::npos) {
             continue;
         }
-        body_start = end + 4;
+        head_read = true;
         if (!ParseHead(data.substr(0, end), request)) {
             return false;
         }
@@ -183,8 +189,11 @@ bool HttpConnection::ReadRequest(IncomingRequest& request) {
                 return false;
             }
         }
+        // Bounded, so that an absurd announced length costs nothing before its bytes arrive.
+        request.body.reserve(std::min(length, kLargestReservedBody));
+        request.body.assign(data, end + 4, std::string::npos);
     }
-    request.body = data.substr(body_start, length);
+    request.body.resize(length);
     return true;
 }
 

@@ -189,7 +189,8 @@ void Simulator::Serve(Service service, int port, const RouteTable& routes,
         exchange.flags.insert(exchange.flags.end(), flags.begin(), flags.end());
         exchange.duration = std::chrono::duration_cast<std::chrono::microseconds>(
             std::chrono::steady_clock::now() - arrived);
-        log_.Record(exchange);
+        // Each exchange is recorded once; the journal takes it without copying its bodies.
+        log_.Record(std::move(exchange));
     };
 
     if (plan.fault.delay.count() > 0 && !connection.Pause(plan.fault.delay)) {
