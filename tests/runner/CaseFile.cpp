@@ -24,8 +24,7 @@ Section OpenTag(const std::string& line, int number, std::string& rest) {
     words >> section.name;
     for (std::string word; words >> word;) {
         const size_t eq = word.find('=');
-        section.attributes[word.substr(0, eq)] =
-            eq == std::string::npos ? "" : word.substr(eq + 1);
+        section.attributes[word.substr(0, eq)] = eq == std::string::npos ? "" : word.substr(eq + 1);
     }
     rest = line.substr(close + 1);
     return section;
@@ -49,7 +48,8 @@ std::vector<Section> ReadCaseFile(const std::string& file) {
         Section section = OpenTag(line, number, rest);
         const std::string end = "</" + section.name + ">";
         if (!rest.empty()) {  // one-line section
-            if (rest.size() < end.size() || rest.compare(rest.size() - end.size(), end.size(), end)) {
+            if (rest.size() < end.size() ||
+                rest.compare(rest.size() - end.size(), end.size(), end)) {
                 throw Malformed(number, "missing " + end);
             }
             section.text = rest.substr(0, rest.size() - end.size());

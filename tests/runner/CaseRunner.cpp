@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <mutex>
 #include <iostream>
+#include <mutex>
 #include <sstream>
 
 #include "FederateUtil/NotifyLocks.h"
@@ -41,7 +41,8 @@ std::vector<std::string> Split(const std::string& text) {
 
 // A line as the diff shows it: a carriage return made visible.
 std::string Shown(std::string line) {
-    for (size_t at; (at = line.find('\r')) != std::string::npos;) line.replace(at, 1, "^M");
+    for (size_t at; (at = line.find('\r')) != std::string::npos;)
+        line.replace(at, 1, "^M");
     return line;
 }
 
@@ -56,8 +57,10 @@ bool Compare(const std::string& what, const std::string& expected, const std::st
     while (same < want.size() && same < got.size() && want[same] == got[same]) {
         std::cout << " " << Shown(want[same++]) << "\n";
     }
-    for (size_t i = same; i < want.size(); ++i) std::cout << "-" << Shown(want[i]) << "\n";
-    for (size_t i = same; i < got.size(); ++i) std::cout << "+" << Shown(got[i]) << "\n";
+    for (size_t i = same; i < want.size(); ++i)
+        std::cout << "-" << Shown(want[i]) << "\n";
+    for (size_t i = same; i < got.size(); ++i)
+        std::cout << "+" << Shown(got[i]) << "\n";
     if (want == got) {
         std::cout << "(line ends differ)\n";
     }
@@ -72,7 +75,8 @@ std::string ReadDataFile(const std::string& name) {
     std::ostringstream text;
     text << in.rdbuf();
     std::string body = text.str();
-    while (!body.empty() && body.back() == '\n') body.pop_back();
+    while (!body.empty() && body.back() == '\n')
+        body.pop_back();
     return body;
 }
 
@@ -89,10 +93,13 @@ std::string RequestText(const fdrsim::Exchange& e, const Section& expected) {
     std::string text = e.method + " " + std::to_string(e.port) + " " + e.target;
     for (const auto& line : Split(expected.text)) {
         const size_t colon = line.find(": ");
-        if (line.empty()) break;
-        if (colon == std::string::npos) continue;
+        if (line.empty())
+            break;
+        if (colon == std::string::npos)
+            continue;
         for (const auto& [name, value] : e.request_headers) {
-            if (name == line.substr(0, colon)) text += "\n" + name + ": " + value;
+            if (name == line.substr(0, colon))
+                text += "\n" + name + ": " + value;
         }
     }
     return e.request_body.empty() ? text : text + "\n\n" + e.request_body;
@@ -134,7 +141,8 @@ class Console {
         close(saved_);
         std::string text;
         std::rewind(file_);
-        for (int c; (c = std::fgetc(file_)) != EOF;) text += static_cast<char>(c);
+        for (int c; (c = std::fgetc(file_)) != EOF;)
+            text += static_cast<char>(c);
         std::fclose(file_);
         return text;
     }
@@ -183,13 +191,13 @@ int Run(const std::string& file) {
         std::istringstream words(key);
         std::string port, method, path;
         words >> port >> method >> path;
-        services.ScriptWith(ServiceOn(port), method, path,
-                            [list = list, next = std::make_shared<size_t>(0), &held,
-                             &held_mutex](const auto&) {
-                                std::lock_guard<std::mutex> guard(held_mutex);
-                                held = HeldLocks();
-                                return list[std::min((*next)++, list.size() - 1)];
-                            });
+        services.ScriptWith(
+            ServiceOn(port), method, path,
+            [list = list, next = std::make_shared<size_t>(0), &held, &held_mutex](const auto&) {
+                std::lock_guard<std::mutex> guard(held_mutex);
+                held = HeldLocks();
+                return list[std::min((*next)++, list.size() - 1)];
+            });
     }
     auto center = fdrtest::WatchCenterLog();
     auto debug = fdrtest::WatchCenterDebugLog();
@@ -212,25 +220,23 @@ int Run(const std::string& file) {
                                                  {"aggregator-log", Joined(aggregator.NewLines())}};
     services.Stop();
     const auto exchanges = services.Exchanges().List();
-    std::map<std::string, std::string> expected = {{"console", ""},
-                                                   {"locks-held", "none"},
-                                                   {"locks-after", "none"},
-                                                   {"center-log", ""},
-                                                   {"debug-log", ""},
-                                                   {"aggregator-log", ""}};
+    std::map<std::string, std::string> expected = {{"console", ""},         {"locks-held", "none"},
+                                                   {"locks-after", "none"}, {"center-log", ""},
+                                                   {"debug-log", ""},       {"aggregator-log", ""}};
     std::string expected_requests, actual_requests;
     size_t request = 0;
     bool same = true;
     for (const auto& s : sections) {
         if (s.name == "request") {
             expected_requests += ExpectedRequest(s) + "\n=====\n";
-            actual_requests += request < exchanges.size()
-                                   ? RequestText(exchanges[request], s) + "\n=====\n"
-                                   : "";
+            actual_requests +=
+                request < exchanges.size() ? RequestText(exchanges[request], s) + "\n=====\n" : "";
             ++request;
         } else if (s.name == "output") {
             same &= Compare("output " + s.attributes.at("name"), s.text,
                             data.outputs[s.attributes.at("name")]);
+        } else if (s.name == "console") {  // whole lines, each ending in a line end
+            expected[s.name] = s.text + "\n";
         } else if (actual.count(s.name)) {
             expected[s.name] = s.text;
         }

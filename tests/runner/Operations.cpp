@@ -47,6 +47,13 @@ const std::map<std::string, Operation>& Table() {
          [](CFederateUtil& u, CallData& d) { return u.ChangeAutonomyMode(d.Arg("body")); }},
         {"SaveFailOverInfo",
          [](CFederateUtil& u, CallData& d) { return u.SaveFailOverInfo(d.Arg("body")); }},
+        {"NotifyArbitratorAutoModeChange",
+         [](CFederateUtil& u, CallData& d) {
+             FederateBoxType::AutonomyInfo info{
+                 d.Arg("lid"),          d.Arg("lname", ""),   d.Arg("username", ""),
+                 d.Arg("password", ""), d.Arg("address", ""), std::stoi(d.Arg("group", "0"))};
+             return u.NotifyArbitratorAutoModeChange(info, d.Arg("mode", ""));
+         }},
         {"GetFdrPrivilegeByUser",
          [](CFederateUtil& u, CallData& d) {
              std::string user = d.Arg("user"), second = d.Arg("second");
@@ -70,6 +77,11 @@ const std::map<std::string, Operation>& Table() {
 }
 
 }  // namespace
+
+std::string CallData::Arg(const std::string& name, const std::string& fallback) const {
+    const auto found = args.find(name);
+    return found == args.end() ? fallback : found->second;
+}
 
 const std::string& CallData::Arg(const std::string& name) const {
     const auto found = args.find(name);

@@ -14,7 +14,8 @@ namespace fdrcase {
 struct CallData {
     std::map<std::string, std::string> args;
     std::map<std::string, std::string> outputs;
-    const std::string& Arg(const std::string& name) const;
+    const std::string& Arg(const std::string& name) const;  // throws when the case lacks it
+    std::string Arg(const std::string& name, const std::string& fallback) const;
 };
 
 using Operation = std::function<int(CFederateUtil&, CallData&)>;
