@@ -1,5 +1,8 @@
 #include "runner/Operations.h"
 
+#include <json/json.h>
+
+#include <sstream>
 #include <stdexcept>
 
 #include "json/CFdrUtilParser.h"
@@ -15,6 +18,40 @@ DravoAgentData::AutonomyList AutonomiesFrom(const std::string& json) {
     DravoAgentData::AutonomyList list;
     CFdrUtilParser::ParseAutonomyList(json.c_str(), list.autonomy_list);
     return list;
+}
+
+// `{"channel_list":[...]}`, or channels grouped by owner as the services store them:
+// `{"autonomy_list":[{"autonomy_lid":..., "channel_list":[...]}]}`.
+ChannelObjList ChannelsFrom(const std::string& json) {
+    ChannelObjList channels;
+    Json::Value root;
+    std::istringstream in(json);
+    Json::parseFromStream(Json::CharReaderBuilder(), in, &root, nullptr);
+    if (!root.isMember("autonomy_list")) {
+        CFdrUtilParser::ParseChannelList(json.c_str(), channels);
+        return channels;
+    }
+    for (const auto& owner : root["autonomy_list"]) {
+        Json::Value one;
+        one["channel_list"] = owner["channel_list"];
+        const size_t first = channels.size();
+        Json::StreamWriterBuilder compact;
+        compact["indentation"] = "";
+        CFdrUtilParser::ParseChannelList(Json::writeString(compact, one).c_str(), channels);
+        for (size_t i = first; i < channels.size(); ++i) {
+            channels[i]->owner_lid = owner["autonomy_lid"].asString();
+        }
+    }
+    return channels;
+}
+
+// One server's channel write: the lid and channels given, the operation's result.
+Operation ChannelWrite(int (CFederateUtil::*write)(std::string&, ChannelObjList&)) {
+    return [write](CFederateUtil& u, CallData& d) {
+        std::string lid = d.Arg("lid");
+        auto channels = ChannelsFrom(d.Arg("channels"));
+        return (u.*write)(lid, channels);
+    };
 }
 
 std::string Lids(const DravoAgentData::AutonomyList& list) {
@@ -63,6 +100,23 @@ const std::map<std::string, Operation>& Table() {
          [](CFederateUtil& u, CallData& d) {
              return u.GetFdrPrivilegeTime(d.outputs["timestamp"]);
          }},
+        {"LoadFdrChannelSetting",
+         [](CFederateUtil& u, CallData& d) {
+             auto channels = ChannelsFrom(d.Arg("channels"));
+             const int result = u.LoadFdrChannelSetting(d.Arg("lid"), channels);
+             d.outputs["channels"] = std::to_string(channels.size());
+             return result;
+         }},
+        {"SaveFdrAllChannelsSetting",
+         [](CFederateUtil& u, CallData& d) {
+             auto servers = AutonomiesFrom(d.Arg("servers"));
+             auto channels = ChannelsFrom(d.Arg("channels"));
+             return u.SaveFdrAllChannelsSetting(servers, channels);
+         }},
+        {"AddFdrChannelSetting", ChannelWrite(&CFederateUtil::AddFdrChannelSetting)},
+        {"UpdateFdrChannelSetting", ChannelWrite(&CFederateUtil::UpdateFdrChannelSetting)},
+        {"RemoveFdrChannelSetting", ChannelWrite(&CFederateUtil::RemoveFdrChannelSetting)},
+        {"RefreshFdrChannelSetting", ChannelWrite(&CFederateUtil::RefreshFdrChannelSetting)},
         {"LoadFdrFederateSetting",
          [](CFederateUtil& u, CallData& d) { return u.LoadFdrFederateSetting(d.outputs["guid"]); }},
         {"LoadFdrAutonomyListSetting",
