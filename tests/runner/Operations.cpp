@@ -117,6 +117,21 @@ const std::map<std::string, Operation>& Table() {
         {"UpdateFdrChannelSetting", ChannelWrite(&CFederateUtil::UpdateFdrChannelSetting)},
         {"RemoveFdrChannelSetting", ChannelWrite(&CFederateUtil::RemoveFdrChannelSetting)},
         {"RefreshFdrChannelSetting", ChannelWrite(&CFederateUtil::RefreshFdrChannelSetting)},
+        {"NotifyArbitratorCameraListChange",
+         [](CFederateUtil& u, CallData& d) {
+             auto channels = ChannelsFrom(d.Arg("channels"));
+             return u.NotifyArbitratorCameraListChange(d.Arg("lid"), channels);
+         }},
+        {"NotifyArbitratorCameraListRefresh",
+         [](CFederateUtil& u, CallData& d) {
+             return u.NotifyArbitratorCameraListRefresh(d.Arg("lid"));
+         }},
+        {"NotifyArbitratorRefreshReady",
+         [](CFederateUtil& u, CallData&) { return u.NotifyArbitratorRefreshReady(); }},
+        {"NotifyDravoData",
+         [](CFederateUtil& u, CallData& d) {
+             return u.NotifyDravoData(d.Arg("lid"), d.Arg("json"));
+         }},
         {"LoadFdrFederateSetting",
          [](CFederateUtil& u, CallData& d) { return u.LoadFdrFederateSetting(d.outputs["guid"]); }},
         {"LoadFdrAutonomyListSetting",
