@@ -45,6 +45,22 @@ ChannelObjList ChannelsFrom(const std::string& json) {
     return channels;
 }
 
+// A notification of the host's autonomy records.
+Operation ListNotice(int (CFederateUtil::*notify)(DravoAgentData::AutonomyList&)) {
+    return [notify](CFederateUtil& u, CallData& d) {
+        auto list = AutonomiesFrom(d.Arg("list"));
+        return (u.*notify)(list);
+    };
+}
+
+// A notification of one text: a lid, or the token body.
+Operation TextNotice(int (CFederateUtil::*notify)(std::string&), const char* arg) {
+    return [notify, arg](CFederateUtil& u, CallData& d) {
+        std::string text = d.Arg(arg);
+        return (u.*notify)(text);
+    };
+}
+
 // One server's channel write: the lid and channels given, the operation's result.
 Operation ChannelWrite(int (CFederateUtil::*write)(std::string&, ChannelObjList&)) {
     return [write](CFederateUtil& u, CallData& d) {
@@ -132,6 +148,16 @@ const std::map<std::string, Operation>& Table() {
          [](CFederateUtil& u, CallData& d) {
              return u.NotifyDravoData(d.Arg("lid"), d.Arg("json"));
          }},
+        {"NotifyLogAddAutonomy", ListNotice(&CFederateUtil::NotifyLogAddAutonomy)},
+        {"NotifyLogUpdateAutonomy", ListNotice(&CFederateUtil::NotifyLogUpdateAutonomy)},
+        {"NotifyArbitratorAutonomyChange",
+         ListNotice(&CFederateUtil::NotifyArbitratorAutonomyChange)},
+        {"NotifyDravoServerAutonomyChange",
+         ListNotice(&CFederateUtil::NotifyDravoServerAutonomyChange)},
+        {"NotifyLogRemoveAutonomy", TextNotice(&CFederateUtil::NotifyLogRemoveAutonomy, "lid")},
+        {"NotifyArbitratorRemoveAutonomy",
+         TextNotice(&CFederateUtil::NotifyArbitratorRemoveAutonomy, "lid")},
+        {"NotifyLogTokenChange", TextNotice(&CFederateUtil::NotifyLogTokenChange, "body")},
         {"LoadFdrFederateSetting",
          [](CFederateUtil& u, CallData& d) { return u.LoadFdrFederateSetting(d.outputs["guid"]); }},
         {"LoadFdrAutonomyListSetting",

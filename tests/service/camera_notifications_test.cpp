@@ -39,9 +39,11 @@ TEST(CameraNotifications, StatusChangeSendsItsBodyAndHidesAFailure) {
         services.AnswerWith(10228, "PUT", kPath,
                             [&locked, status](const fdrtest::RecordedRequest&) {
                                 for (std::mutex* lock : {&m_notify_lock1, &m_notify_lock2}) {
-                                    locked |= !lock->try_lock();
-                                    if (!locked)
+                                    if (lock->try_lock()) {
                                         lock->unlock();
+                                    } else {
+                                        locked = true;
+                                    }
                                 }
                                 return fdrtest::ScriptedAnswer{status, "{}"};
                             });
