@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <mutex>
+#include <set>
 #include <sstream>
 
 #include "FederateUtil/NotifyLocks.h"
@@ -17,6 +17,7 @@
 #include "runner/CaseFile.h"
 #include "runner/Operations.h"
 #include "support/LogFiles.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -67,19 +68,6 @@ bool Compare(const std::string& what, const std::string& expected, const std::st
     return false;
 }
 
-std::string ReadDataFile(const std::string& name) {
-    std::ifstream in(std::string(FDR_TEST_DATA_DIR) + "/" + name, std::ios::binary);
-    if (!in) {
-        throw std::runtime_error("no test data file " + name);
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    std::string body = text.str();
-    while (!body.empty() && body.back() == '\n')
-        body.pop_back();
-    return body;
-}
-
 fdrsim::Service ServiceOn(const std::string& port) {
     const fdrsim::ServiceInfo* info = fdrsim::FindService(port);
     if (info == nullptr) {
@@ -107,7 +95,8 @@ std::string RequestText(const fdrsim::Exchange& e, const Section& expected) {
 
 std::string ExpectedRequest(const Section& s) {
     const auto body = s.attributes.find("body-file");
-    return body == s.attributes.end() ? s.text : s.text + "\n\n" + ReadDataFile(body->second);
+    return body == s.attributes.end() ? s.text
+                                      : s.text + "\n\n" + fdrtest::ReadTestData(body->second);
 }
 
 // Which notification locks are held, seen from another thread.
@@ -168,7 +157,13 @@ int Run(const std::string& file) {
     std::vector<std::string> calls;
     std::map<std::string, std::vector<fdrsim::ScriptedAnswer>> answers;
     CFederateUtil util;
+    const std::set<std::string> known = {"call",       "arg",       "answer",         "fault",
+                                         "result",     "output",    "request",        "console",
+                                         "center-log", "debug-log", "aggregator-log", "locks-held"};
     for (const auto& s : sections) {
+        if (!known.count(s.name)) {  // a misspelt expectation would otherwise pass unseen
+            throw std::runtime_error("line " + std::to_string(s.line) + ": no section " + s.name);
+        }
         if (s.name == "call") {
             calls = Split(s.text);
             util.SetDebugSwitchForTesting(s.attributes.count("debug") != 0);
