@@ -6,19 +6,23 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
 namespace fedutil::test {
 
+// Always a new, empty folder: a name made of the pid alone may meet the folder of an earlier
+// process with the same pid, and a ready file left there would pass for a simulator's.
 std::string NewFolder() {
-    static int folders = 0;
-    const std::string folder = testing::TempDir() + "fedutil-test-" + std::to_string(getpid()) +
-                               "-" + std::to_string(++folders);
-    mkdir(folder.c_str(), 0700);
-    return folder;
+    std::string name = testing::TempDir() + "fedutil-test-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("cannot make a folder below " + testing::TempDir());
+    }
+    return name;
 }
 
 std::string ReadFile(const std::string& path) {
