@@ -3,7 +3,6 @@
 // the parsers' depth limit. Each ends with its own result code, leaves its outputs as they were
 // where it promises to, waits no longer than its time-out, and leaks no descriptor. No verdict
 // depends on the machine's speed (support/Timing.h).
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -14,6 +13,7 @@
 
 #include "FederateUtil/LocalServiceCall.h"
 #include "Simulator.h"
+#include "support/Descriptors.h"
 #include "support/LogFiles.h"
 #include "support/ReadingOperations.h"
 #include "support/Timing.h"
@@ -192,15 +192,7 @@ Expected ExpectedFor(const Reader& reader, Fault fault) {
     return {};
 }
 
-size_t OpenDescriptors() {
-    size_t count = 0;
-    DIR* dir = opendir("/proc/self/fd");
-    while (readdir(dir) != nullptr) {
-        ++count;
-    }
-    closedir(dir);
-    return count;
-}
+using fdrtest::OpenDescriptors;
 
 // The 100 MB answer lands whole in the centre log (the token transport logs every answer);
 // such a file is of no further use to anyone.

@@ -1,4 +1,5 @@
-// The one request helper through which every operation reaches a local service.
+// The one request helper through which every operation reaches a local service. Each
+// endpoint's method, port and target is pinned by the case files of its operations.
 #include <gtest/gtest.h>
 
 #include "FederateUtil/LocalServiceCall.h"
@@ -10,63 +11,11 @@ namespace {
 using fdr::CallLocalService;
 using fdrtest::LocalServices;
 
-struct EndpointCase {
-    const char* name;
-    const fdr::LocalEndpoint& endpoint;
-    const char* method;
-    const char* path;
-    const char* query_in_target;  // the raw query the service sees, "" for none
-};
-
 class LocalServiceCall : public testing::Test {
   protected:
     LocalServices services;
     void SetUp() override { ASSERT_TRUE(services.started()); }
 };
-
-TEST_F(LocalServiceCall, EveryEndpointReachesItsPortPathAndMethod) {
-    namespace ep = fdr::endpoint;
-    const EndpointCase cases[] = {
-        {"dravo notify", ep::kDravoNotify, "PUT", "/dravoService/notify", ""},
-        {"apply autonomies", ep::kApplyAutonomies, "PUT", "/apply_autonomies", ""},
-        {"autonomy changed", ep::kAutonomyChanged, "PUT", "/autonomy_changed", ""},
-        {"channel status", ep::kChannelStatusChanged, "PUT", "/channel_status_changed", ""},
-        {"channel info", ep::kChannelInfoChanged, "PUT", "/channel_info_changed", ""},
-        {"channel refresh", ep::kChannelInfoRefresh, "PUT", "/channel_info_refresh", ""},
-        {"refresh ready", ep::kAutonomyRefreshReady, "PUT", "/autonomy_refresh_ready", ""},
-        {"aggregator", ep::kAggregatorSystemInfo, "PUT", "/aggreatorService/system_info", ""},
-        {"failover", ep::kFailoverInfo, "PUT", "/cgi-bin/zelprocms/apis/fdr_cluster.cgi",
-         "action=failover_info"},
-        {"channel write", ep::kCmsChannelWrite, "PUT", "/fdr/CmsChannel", ""},
-        {"autonomies", ep::kAutonomies, "GET", "/fdr/Autonomies", ""},
-        {"service", ep::kServiceInfo, "GET", "/fdr/Service", ""},
-        {"privilege report", ep::kPrivilegeReport, "POST", "/fdr/CmsAccessPrivilegeReport", ""},
-        {"channel read", ep::kCmsChannelRead, "GET", "/fdr/CmsChannel", ""},
-        {"config", ep::kConfig, "GET", "/fdr/Config", ""},
-        {"reload autonomy", ep::kReloadAutonomy, "PUT", "/logs/reload_autonomy", ""},
-        {"log add", ep::kLogAutonomyList, "POST", "/logs/autonomyList", ""},
-        {"log update", ep::kLogUpdateList, "POST", "/logs/updateList", ""},
-        {"log delete", ep::kLogDeleteList, "POST", "/logs/deleteList", ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        services.ClearRequests();
-        services.Answer(c.endpoint.port, c.method, c.path,
-                        {200, "answer of " + std::string(c.name)});
-        std::string response;
-        EXPECT_EQ(CallLocalService(c.endpoint, response, "{\"k\":1}"), 0);
-        EXPECT_EQ(response, "answer of " + std::string(c.name));
-        auto request = services.OnlyRequest();
-        EXPECT_EQ(request.port, c.endpoint.port);
-        EXPECT_EQ(request.method, c.method);
-        EXPECT_EQ(request.path, c.path);
-        std::string query = request.target.find('?') == std::string::npos
-                                ? ""
-                                : request.target.substr(request.target.find('?') + 1);
-        EXPECT_EQ(query, c.query_in_target);
-        EXPECT_EQ(request.body, std::string(c.method) == "GET" ? "" : "{\"k\":1}");
-    }
-}
 
 TEST_F(LocalServiceCall, QueryParametersTravelInKeyOrderAndEncoded) {
     query_object query;

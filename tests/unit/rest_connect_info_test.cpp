@@ -1,5 +1,4 @@
 // The libcurl connection object against local servers on ephemeral ports.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <netdb.h>
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "federateutil/RestConnectInfo.h"
+#include "support/Descriptors.h"
 #include "support/FullListener.h"
 #include "support/LogFiles.h"
 #include "support/Timing.h"
@@ -114,15 +114,7 @@ struct Connection {
     }
 };
 
-size_t OpenDescriptors() {
-    size_t count = 0;
-    DIR* dir = opendir("/proc/self/fd");
-    while (readdir(dir) != nullptr) {
-        ++count;
-    }
-    closedir(dir);
-    return count;
-}
+using fdrtest::OpenDescriptors;
 
 TEST(RestConnectRequest, ResultsFollowTheStatusAndTheMethod) {
     StatusServer server;
