@@ -30,7 +30,7 @@ mkdir -p "$(dirname "$log")"
 
 # The sample: "file<TAB>line<TAB>column<TAB>original<TAB>replacement", one per mutant.
 mutants=$(python3 - "$count" "$seed" <<'PY'
-import pathlib, random, re, sys
+import hashlib, pathlib, re, sys
 
 count, seed = int(sys.argv[1]), int(sys.argv[2])
 swaps = {"==": "!=", "!=": "==", "<=": "<", ">=": ">", "<": "<=", ">": ">=",
@@ -38,8 +38,10 @@ swaps = {"==": "!=", "!=": "==", "<=": "<", ">=": ">", "<": "<=", ">": ">=",
 token = re.compile(r'"(?:[^"\\]|\\.)*"|==|!=|<=|>=|&&|\|\||\b(?:true|false)\b|'
                    r'(?<![\w.])-?\d+\b(?!\.)|(?<![<>=!-])[<>](?![<>=])')
 sites = []
+lines = {}
 for path in sorted(pathlib.Path("src").rglob("*.cpp")):
     for number, line in enumerate(path.read_text().splitlines(), 1):
+        lines[(path, number)] = line
         code = line.split("//")[0]
         stripped = code.strip()
         if not stripped or stripped.startswith(("#", "*", "/*")) or "template" in code:
@@ -61,7 +63,15 @@ for path in sorted(pathlib.Path("src").rglob("*.cpp")):
                 if "return" in code[:column]:
                     replacement = str(value + 1) if value != 0 else "-1"
                 sites.append((path, number, column, text, replacement))
-random.Random(seed).shuffle(sites)
+# A site's place in the draw depends on the seed and its own text only (file, the line's code,
+# the token's place in it), never on its line number or on the other sites: an edit elsewhere in
+# src/ leaves the rest of the sample as it was, so two suites can be compared on one sample.
+def rank(site):
+    path, number, column, original, replacement = site
+    line = lines[(path, number)]
+    key = f"{seed}\0{path}\0{line.strip()}\0{column - (len(line) - len(line.lstrip()))}\0{original}"
+    return hashlib.sha256(key.encode()).hexdigest()
+sites.sort(key=rank)
 for path, number, column, original, replacement in sites[:count]:
     print(f"{path}\t{number}\t{column}\t{original}\t{replacement}")
 PY
