@@ -40,8 +40,10 @@ token = re.compile(r'"(?:[^"\\]|\\.)*"|==|!=|<=|>=|&&|\|\||\b(?:true|false)\b|'
 sites = []
 lines = {}
 for path in sorted(pathlib.Path("src").rglob("*.cpp")):
+    seen = {}
     for number, line in enumerate(path.read_text().splitlines(), 1):
-        lines[(path, number)] = line
+        lines[(path, number)] = (line, seen.setdefault(line.strip(), 0))
+        seen[line.strip()] += 1
         code = line.split("//")[0]
         stripped = code.strip()
         if not stripped or stripped.startswith(("#", "*", "/*")) or "template" in code:
@@ -63,13 +65,14 @@ for path in sorted(pathlib.Path("src").rglob("*.cpp")):
                 if "return" in code[:column]:
                     replacement = str(value + 1) if value != 0 else "-1"
                 sites.append((path, number, column, text, replacement))
-# A site's place in the draw depends on the seed and its own text only (file, the line's code,
-# the token's place in it), never on its line number or on the other sites: an edit elsewhere in
-# src/ leaves the rest of the sample as it was, so two suites can be compared on one sample.
+# A site's place in the draw depends on the seed and its own text only (file, the line's code and
+# which of the file's equal lines it is, the token's place in it), never on its line number or on
+# the other sites: an edit elsewhere in src/ leaves the rest of the sample as it was, so two suites
+# can be compared on one sample.
 def rank(site):
     path, number, column, original, replacement = site
-    line = lines[(path, number)]
-    key = f"{seed}\0{path}\0{line.strip()}\0{column - (len(line) - len(line.lstrip()))}\0{original}"
+    line, nth = lines[(path, number)]
+    key = f"{seed}\0{path}\0{line.strip()}\0{nth}\0{column - (len(line) - len(line.lstrip()))}\0{original}"
     return hashlib.sha256(key.encode()).hexdigest()
 sites.sort(key=rank)
 for path, number, column, original, replacement in sites[:count]:
