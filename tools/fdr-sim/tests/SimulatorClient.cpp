@@ -54,13 +54,6 @@ Reply Get(int port, const std::string& path, const std::map<std::string, std::st
     });
 }
 
-Reply Put(int port, const std::string& path, const std::string& body, long timeout_seconds) {
-    return Timed([&](std::string& response) {
-        return kfen_PUT_request(Text("127.0.0.1"), port, Text(path), body, response,
-                                timeout_seconds, false, false, 0, nullptr);
-    });
-}
-
 TakenPort::TakenPort() : socket_(BoundLoopbackSocket(0)) {
     if (socket_ >= 0 && ::listen(socket_, 4) == 0) {
         port_ = PortOfSocket(socket_);
@@ -71,13 +64,6 @@ TakenPort::~TakenPort() {
     if (socket_ >= 0) {
         ::close(socket_);
     }
-}
-
-int FreePort() {
-    int sock = BoundLoopbackSocket(0);
-    int port = PortOfSocket(sock);
-    ::close(sock);
-    return port;
 }
 
 }  // namespace fdrsim::test

@@ -25,7 +25,6 @@ struct Reply {
 
 Reply Get(int port, const std::string& path, const std::map<std::string, std::string>& query = {},
           long timeout_seconds = 5);
-Reply Put(int port, const std::string& path, const std::string& body, long timeout_seconds = 5);
 // A listening socket on a free port of 127.0.0.1, closed on destruction: a port that is taken.
 class TakenPort {
   public:
@@ -37,8 +36,5 @@ class TakenPort {
     int socket_ = -1;
     int port_ = 0;
 };
-
-// A port that was free a moment ago.
-int FreePort();
 
 }  // namespace fdrsim::test

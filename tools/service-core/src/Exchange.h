@@ -40,6 +40,7 @@ struct IncomingRequest {
     std::multimap<std::string, std::string> query;  // decoded
     std::string body;
     HeaderList headers;
+    std::string unreadable;  // why the request could not be read; empty when it was
 
     // The first value of a query parameter, or null when it is absent.
     const std::string* Param(const std::string& key) const {

@@ -36,6 +36,16 @@ uint64_t ExchangeLog::Record(Exchange exchange) {
     return id;
 }
 
+void ExchangeLog::Complete(uint64_t id, int status, std::string answer_body) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (auto& exchange : exchanges_) {
+        if (exchange.id == id) {
+            exchange.status = status;
+            exchange.answer_body = std::move(answer_body);
+        }
+    }
+}
+
 std::vector<Exchange> ExchangeLog::List(const ExchangeFilter& filter) const {
     std::lock_guard<std::mutex> lock(mutex_);
     std::vector<Exchange> selected;
@@ -85,12 +95,6 @@ uint64_t ExchangeLog::LastId() const {
 uint64_t ExchangeLog::Dropped() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return dropped_;
-}
-
-std::vector<Exchange> ExchangeLog::Of(Service service) const {
-    ExchangeFilter filter;
-    filter.service = service;
-    return List(filter);
 }
 
 size_t ExchangeLog::Count() const {

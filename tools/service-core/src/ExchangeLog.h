@@ -37,6 +37,9 @@ class ExchangeLog {
     // Gives the exchange its id, shows it to the sinks and keeps it; returns the id.
     uint64_t Record(Exchange exchange);
 
+    // Puts the answer that a request recorded before it was answered got after all.
+    void Complete(uint64_t id, int status, std::string answer_body);
+
     std::vector<Exchange> List(const ExchangeFilter& filter = {}) const;  // oldest first
     std::optional<Exchange> Find(uint64_t id) const;
     void Clear();
@@ -49,7 +52,6 @@ class ExchangeLog {
     uint64_t Dropped() const;
 
     std::vector<Exchange> All() const { return List(); }
-    std::vector<Exchange> Of(Service service) const;
     size_t Count() const;
     // Waits until at least `count` exchanges are kept; true when they were in time.
     bool WaitForCount(size_t count, std::chrono::milliseconds timeout) const;

@@ -16,7 +16,6 @@ void FederationStore::Replace(FederationSeed seed) {
     std::lock_guard<std::mutex> lock(mutex_);
     seed_ = std::move(seed);
     stores_.clear();
-    failover_info_.clear();
     for (auto& member : seed_.members) {
         stores_.push_back({member.autonomy_lid, std::move(member.channels)});
         member.channels.clear();
@@ -135,16 +134,6 @@ void FederationStore::ApplyOne(const ChannelChange& change, Flags& flags) {
     }
     AddNote(flags, "autonomy " + lid + ": " + change.mode + " " + std::to_string(changed) +
                        " channel(s), " + std::to_string(stored.size()) + " stored");
-}
-
-void FederationStore::SaveFailoverInfo(std::string text) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    failover_info_ = std::move(text);
-}
-
-std::string FederationStore::FailoverInfo() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return failover_info_;
 }
 
 FederationStore::MemberChannels* FederationStore::Find(const std::string& lid) {

@@ -1,5 +1,5 @@
 // The federation service's state: the federation GUID, the members, each member's stored
-// channels, the configuration values, the users and the last failover information.
+// channels, the configuration values and the users.
 #pragma once
 
 #include <mutex>
@@ -23,7 +23,7 @@ class FederationStore {
   public:
     explicit FederationStore(FederationSeed seed);
 
-    // Puts another federation in place of this one; the failover information goes with it.
+    // Puts another federation in place of this one.
     void Replace(FederationSeed seed);
     // The federation as it stands, each member with the channels stored for it now.
     FederationSeed Snapshot() const;
@@ -45,10 +45,6 @@ class FederationStore {
     // mode rejects the whole write before anything is applied: returns false and `error`.
     bool Apply(const std::vector<ChannelChange>& changes, Flags& flags, std::string* error);
 
-    void SaveFailoverInfo(std::string text);
-    // The text of the last failover information received; empty before the first.
-    std::string FailoverInfo() const;
-
   private:
     struct MemberChannels {
         std::string lid;
@@ -61,7 +57,6 @@ class FederationStore {
     mutable std::mutex mutex_;
     FederationSeed seed_;                 // the members' channels live in stores_
     std::vector<MemberChannels> stores_;  // one per lid ever known, the members first
-    std::string failover_info_;
 };
 
 bool IsChannelMode(const std::string& mode);

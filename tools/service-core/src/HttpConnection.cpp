@@ -178,12 +178,16 @@ bool HttpConnection::ReadRequest(IncomingRequest& request) {
         }
         head_read = true;
         if (!ParseHead(data.substr(0, end), request)) {
-            return false;
+            request.unreadable = "not an HTTP request";
+            return true;
         }
         for (const auto& [name, value] : request.headers) {
             const std::string key = Lower(name);
             if (key == "content-length") {
                 length = std::strtoul(value.c_str(), nullptr, 10);
+            } else if (key == "transfer-encoding" && Lower(value) != "identity") {
+                request.unreadable = "a chunked body, which is not read";
+                return true;
             } else if (key == "expect" && Lower(value) == "100-continue" &&
                        !Send("HTTP/1.1 100 Continue\r\n\r\n")) {
                 return false;

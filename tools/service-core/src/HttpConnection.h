@@ -39,8 +39,9 @@ class HttpConnection {
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
 
-    // Reads one request: request line, headers, and the body its Content-Length announces.
-    // False when the client went away, sent no HTTP or the core stopped first.
+    // Reads one request: request line, headers, and the body its Content-Length announces; a
+    // request that is not HTTP or has a chunked body is read no further and says why in
+    // `unreadable`. False when the client went away or the core stopped first.
     bool ReadRequest(IncomingRequest& request);
     bool Send(const std::string& bytes) { return Send(bytes.data(), bytes.size()); }
     bool Send(const char* data, size_t size);

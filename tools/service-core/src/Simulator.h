@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ExchangeLog.h"
@@ -15,7 +16,6 @@
 #include "FederationRoutes.h"
 #include "FederationStore.h"
 #include "SeedLoader.h"
-#include "ServiceControls.h"
 #include "ServiceListener.h"
 #include "TokenService.h"
 
@@ -59,7 +59,7 @@ class Simulator {
     void SetFault(Service service, Fault fault);
     void ClearFault(Service service) { SetFault(service, Fault{}); }
     void ClearFaults();
-    Fault FaultOf(Service service) const { return controls_.FaultOf(service); }
+    Fault FaultOf(Service service) const;
 
     // Scripted answers override the service's own route for one method + path (path without
     // query) until cleared.
@@ -67,7 +67,7 @@ class Simulator {
                 ScriptedAnswer answer);
     void ScriptWith(Service service, const std::string& method, const std::string& path,
                     Responder responder);
-    void ClearScripts() { controls_.ClearScripts(); }
+    void ClearScripts();
 
     // Validates the seed document and puts its federation in place of the current one (token
     // clients included); on error nothing changes and `error` names the first bad field.
@@ -79,12 +79,16 @@ class Simulator {
 
     ExchangeLog& Exchanges() { return log_; }
     FederationStore& Federation() { return store_; }
-    TokenService& Tokens() { return tokens_; }
 
   private:
-    RouteTable RoutesOf(Service service);
-    void Serve(Service service, int port, const RouteTable& routes, HttpConnection& connection,
-               IncomingRequest& request);
+    // A service's fault, and the signal that releases the requests it stalls.
+    struct FaultState {
+        Fault fault;
+        std::shared_ptr<WakeSignal> release = std::make_shared<WakeSignal>();
+    };
+    struct Exchanging;
+    void Serve(Service service, int port, HttpConnection& connection, IncomingRequest& request);
+    void PlayFault(const Fault& fault, Exchanging& exchanging);
     ServiceListener* ListenerOf(Service service) const;
 
     SimulatorOptions options_;
@@ -92,8 +96,10 @@ class Simulator {
     FederationStore store_;
     TokenService tokens_;
     FederationRoutes federation_routes_;
-    ServiceControls controls_;
     std::map<Service, RouteTable> routes_;
+    mutable std::mutex faults_mutex_;  // faults_ and scripts_, changed while requests are served
+    std::map<Service, FaultState> faults_;
+    std::map<std::tuple<Service, std::string, std::string>, Responder> scripts_;
     WakeSignal stop_;
     mutable std::mutex control_mutex_;  // fault changes that open or close a port, one at a time
     std::vector<std::unique_ptr<ServiceListener>> listeners_;

@@ -5,15 +5,11 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "Exchange.h"
 #include "FederationSeed.h"
-#include "FormText.h"
 #include "RouteTable.h"
 
 namespace fdrsim {
@@ -23,7 +19,8 @@ class TokenService {
     using Clock = std::chrono::steady_clock;
     using Now = std::function<Clock::time_point()>;
 
-    // Access tokens live `access_ttl`, refresh tokens `refresh_ttl`; `now` lets tests move time.
+    // Access tokens are announced to live `access_ttl`, refresh tokens live `refresh_ttl`;
+    // `now` lets tests move time.
     TokenService(std::vector<TokenClient> clients, std::chrono::seconds access_ttl,
                  std::chrono::seconds refresh_ttl, Now now = Clock::now);
 
@@ -32,8 +29,6 @@ class TokenService {
     // {"error":"invalid_client"|"invalid_grant"|"invalid_request"|"unsupported_grant_type",
     //  "error_description":..}: the library reads the "error" of a 200 answer only.
     ServiceAnswer Grant(const IncomingRequest& request);
-
-    bool IsAccessTokenValid(const std::string& token) const;
 
     // The clients known from now on; tokens already issued stay valid.
     void ReplaceClients(std::vector<TokenClient> clients);
@@ -44,12 +39,8 @@ class TokenService {
         std::string client_id;
         Clock::time_point expires;
     };
-    using Form = FormFields;
-    ServiceAnswer Issue(const std::string& client_id);
-    ServiceAnswer Refuse(const std::string& error, const std::string& description, Flags flags);
-    std::optional<TokenClient> Authenticate(const Form& form) const;
     // Consumes the refresh token; the reason it cannot be used, or "" when it can.
-    std::string UseRefreshToken(const std::string* token, const TokenClient& client);
+    std::string UseRefreshToken(const std::string* token, const std::string& client_id);
     std::string NewToken(const char* prefix);
 
     std::vector<TokenClient> clients_;
@@ -58,7 +49,6 @@ class TokenService {
     Now now_;
     mutable std::mutex mutex_;
     std::mt19937_64 random_;
-    std::map<std::string, Issued> access_tokens_;
     std::map<std::string, Issued> refresh_tokens_;  // each can be used once
 };
 

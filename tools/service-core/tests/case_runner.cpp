@@ -1,0 +1,254 @@
+// Runs the case files in cases/: requests sent to a core on free ports as raw bytes, each answer
+// and the journal's flags of that exchange compared with the file's own text. The syntax:
+//   == NAME                  a case; the federation, faults and scripts start afresh
+//   seed JSON                the federation; "= ERROR" on the next line: refused with ERROR.
+//                            Before the first case: the federation each case starts with.
+//   fault SERVICE MODE k=v   status=, body=, sent=, depth=, remaining=, drip= (ms)
+//   script SERVICE METHOD PATH STATUS BODY   a scripted answer
+//   clock +SECONDS           moves the token service's clock
+//   > METHOD SERVICE TARGET  a request; the lines up to "<" are its body, joined by newlines
+//   >raw SERVICE BYTES       a request sent as written ("\r", "\n" escaped)
+//   < STATUS BODY            the answer ("*" stands for any text; "\r", "\n" escaped)
+//   <raw BYTES               the answer's bytes as written ("\r", "\n" escaped)
+//   ! TEXT / . TEXT          a problem / a note of that exchange, in order; none when none given
+// "$rtN" in a request stands for the Nth refresh token the token service gave in this file.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <sstream>
+
+#include "JsonText.h"
+#include "Simulator.h"
+
+namespace fdrsim {
+namespace {
+
+std::string Unescaped(std::string text) {
+    for (const auto& [from, to] : {std::pair{"\\r", "\r"}, std::pair{"\\n", "\n"}}) {
+        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; ++at) {
+            text.replace(at, 2, to);
+        }
+    }
+    return text;
+}
+
+// Sends `request` and reads the answer: `want` bytes, or to its Content-Length, or to the end.
+std::string Exchange(int port, const std::string& request, size_t want) {
+    const int sock = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
+    std::string answer;
+    if (::connect(sock, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        ::send(sock, request.data(), request.size(), MSG_NOSIGNAL) >= 0) {
+        char buffer[65536];
+        for (ssize_t n; (want == 0 || answer.size() < want) &&
+                        (n = ::recv(sock, buffer, sizeof buffer, 0)) > 0;) {
+            answer.append(buffer, static_cast<size_t>(n));
+            const size_t head = answer.find("\r\n\r\n");
+            const size_t length = answer.find("Content-Length: ");
+            if (want == 0 && head != std::string::npos && length < head &&
+                answer.size() >= head + 4 + std::stoul(answer.substr(length + 16))) {
+                break;
+            }
+        }
+    }
+    ::close(sock);
+    return answer;
+}
+
+bool Glob(const std::string& pattern, const std::string& text) {
+    const size_t star = pattern.find('*');
+    if (star == std::string::npos) {
+        return pattern == text;
+    }
+    const std::string head = pattern.substr(0, star), rest = pattern.substr(star + 1);
+    if (text.compare(0, head.size(), head) != 0) {
+        return false;
+    }
+    for (size_t at = head.size(); at <= text.size(); ++at) {
+        if (Glob(rest, text.substr(at))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+Service ServiceNamed(const std::string& key) {
+    const ServiceInfo* info = FindService(key);
+    EXPECT_NE(info, nullptr) << key;
+    return info == nullptr ? Service::Token : info->id;
+}
+
+class CaseRun {
+  public:
+    explicit CaseRun(const std::string& file) : file_(file) {
+        SimulatorOptions options;
+        options.any_ports = true;
+        options.now = [this] { return now_; };
+        core_ = std::make_unique<Simulator>(std::move(options));
+        std::string error;
+        EXPECT_TRUE(core_->Start(&error)) << error;
+    }
+
+    void Run() {
+        std::ifstream in(file_);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(in, line);) {
+            lines.push_back(line);
+        }
+        for (size_t i = 0; i < lines.size(); ++i) {
+            const std::string& line = lines[i];
+            const std::string word = line.substr(0, line.find(' '));
+            const std::string rest = line.size() > word.size() ? line.substr(word.size() + 1) : "";
+            if (word != "!" && word != ".") {
+                CheckFlags();
+            }
+            if (word == "==") {
+                name_ = rest;
+                std::string error;
+                if (base_seed_.empty()) {
+                    core_->ResetFederation();
+                } else {
+                    EXPECT_TRUE(core_->ReplaceFederation(base_seed_, &error)) << error;
+                }
+                core_->ClearFaults();
+                core_->ClearScripts();
+            } else if (word == "seed" && name_.empty()) {
+                base_seed_ = rest;
+            } else if (word == "seed") {
+                std::string error;
+                const bool refused = i + 1 < lines.size() && lines[i + 1].rfind("= ", 0) == 0;
+                EXPECT_NE(core_->ReplaceFederation(rest, &error), refused) << Where() << error;
+                EXPECT_EQ(error, refused ? lines[++i].substr(2) : "") << Where();
+            } else if (word == "fault") {
+                SetFault(rest);
+            } else if (word == "script") {
+                std::istringstream parts(rest);
+                std::string service, method, path, body;
+                int status = 0;
+                parts >> service >> method >> path >> status >> body;
+                core_->Script(ServiceNamed(service), method, path,
+                              {status, body, "application/json", {}});
+            } else if (word == "clock") {
+                now_ += std::chrono::seconds(std::stoi(rest));
+            } else if (word == ">") {
+                std::istringstream parts(rest);
+                std::string method, service, target, body;
+                parts >> method >> service >> target;
+                for (bool first = true; i + 1 < lines.size() && lines[i + 1].rfind("<", 0) != 0;
+                     first = false) {
+                    body += (first ? "" : "\n") + lines[++i];
+                }
+                body = Substituted(body);
+                port_ = core_->PortOf(ServiceNamed(service));
+                request_ = method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" +
+                           "Content-Type: application/json\r\nContent-Length: " +
+                           std::to_string(body.size()) + "\r\n\r\n" + body;
+            } else if (word == ">raw") {
+                port_ = core_->PortOf(ServiceNamed(rest.substr(0, rest.find(' '))));
+                request_ = Unescaped(rest.substr(rest.find(' ') + 1));
+            } else if (word == "<" || word == "<raw") {
+                Answer(word == "<raw", rest);
+            } else if (word == "!" || word == ".") {
+                expected_flags_ += word + " " + rest + "\n";
+            } else if (!line.empty() && line[0] != '#') {
+                ADD_FAILURE() << Where() << "unknown line: " << line;
+            }
+        }
+        CheckFlags();
+    }
+
+  private:
+    std::string Where() const { return file_ + ": " + name_ + ": "; }
+
+    void SetFault(const std::string& text) {
+        std::istringstream parts(text);
+        std::string service, mode, setting;
+        parts >> service >> mode;
+        Fault fault;
+        fault.mode = FaultModeNamed(mode).value_or(FaultMode::None);
+        while (parts >> setting) {
+            const size_t eq = setting.find('=');
+            const std::string key = setting.substr(0, eq), value = setting.substr(eq + 1);
+            if (key == "body") {
+                fault.body = value;
+            } else if (key == "drip") {
+                fault.drip_interval = std::chrono::milliseconds(std::stoi(value));
+            } else if (key == "sent") {
+                fault.sent_bytes = std::stoul(value);
+            } else {
+                (key == "status"  ? fault.status
+                 : key == "depth" ? fault.depth
+                                  : fault.remaining) = std::stoi(value);
+            }
+        }
+        core_->SetFault(ServiceNamed(service), fault);
+    }
+
+    std::string Substituted(std::string body) const {
+        for (size_t n = refresh_tokens_.size(); n > 0; --n) {
+            const std::string name = "$rt" + std::to_string(n);
+            for (size_t at; (at = body.find(name)) != std::string::npos;) {
+                body.replace(at, name.size(), refresh_tokens_[n - 1]);
+            }
+        }
+        return body;
+    }
+
+    void Answer(bool raw, const std::string& expected) {
+        const uint64_t before = core_->Exchanges().LastId();
+        const std::string answer = Exchange(port_, request_, raw ? Unescaped(expected).size() : 0);
+        if (raw) {
+            EXPECT_EQ(answer, Unescaped(expected)) << Where();
+        } else {
+            const size_t head = std::min(answer.find("\r\n\r\n"), answer.size() - 4);
+            const std::string body = answer.substr(head + 4);
+            const std::string got = answer.substr(9, 3) + (body.empty() ? "" : " " + body);
+            EXPECT_TRUE(Glob(Unescaped(expected), got)) << Where() << "\n  got: " << got;
+            if (auto json = ParseJson(body); json && json->isMember("refresh_token")) {
+                refresh_tokens_.push_back((*json)["refresh_token"].asString());
+            }
+        }
+        exchange_ = core_->Exchanges().LastId() > before ? core_->Exchanges().Find(before + 1)
+                                                         : std::nullopt;
+        checking_ = true;
+        expected_flags_.clear();
+    }
+
+    // The flags of the last exchange against those the file gave after its answer.
+    void CheckFlags() {
+        if (!checking_) {
+            return;
+        }
+        checking_ = false;
+        std::string flags;
+        for (const auto& flag : exchange_ ? exchange_->flags : Flags{}) {
+            flags += (flag.problem ? "! " : ". ") + flag.text + "\n";
+        }
+        EXPECT_TRUE(Glob(expected_flags_, flags)) << Where() << "\n  got:\n" << flags;
+    }
+
+    const std::string file_;
+    TokenService::Clock::time_point now_{std::chrono::hours(1)};
+    std::unique_ptr<Simulator> core_;
+    std::string name_, base_seed_, request_, expected_flags_;
+    int port_ = 0;
+    bool checking_ = false;
+    std::optional<fdrsim::Exchange> exchange_;
+    std::vector<std::string> refresh_tokens_;
+};
+
+TEST(CaseFiles, EachExchangeAnswersAndIsFlaggedAsWritten) {
+    for (const auto& entry : std::filesystem::directory_iterator(CORE_CASE_DIR)) {
+        SCOPED_TRACE(entry.path().filename().string());
+        CaseRun(entry.path().string()).Run();
+    }
+}
+
+}  // namespace
+}  // namespace fdrsim
