@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -124,9 +125,8 @@ std::string MembersOf(const R& r) {
 // gives them by member name instead.
 DravoAgentData::AutonomyList AutonomiesFrom(const CallData& d, const char* arg) {
     DravoAgentData::AutonomyList list;
-    const auto records = d.args.find("records");
-    if (records != d.args.end()) {
-        list.autonomy_list = RecordsByMember(JsonFrom(records->second));
+    if (d.args.count("records")) {
+        list.autonomy_list = RecordsByMember(JsonFrom(d.Arg("records")));
     } else {
         CFdrUtilParser::ParseAutonomyList(d.Arg(arg).c_str(), list.autonomy_list);
     }
@@ -310,8 +310,7 @@ const std::map<std::string, Operation>& Table() {
 }  // namespace
 
 std::string CallData::Arg(const std::string& name, const std::string& fallback) const {
-    const auto found = args.find(name);
-    return found == args.end() ? fallback : found->second;
+    return args.count(name) ? Arg(name) : fallback;
 }
 
 const std::string& CallData::Arg(const std::string& name) const {
@@ -319,7 +318,7 @@ const std::string& CallData::Arg(const std::string& name) const {
     if (found == args.end()) {
         throw std::out_of_range("the case gives no argument " + name);
     }
-    return found->second;
+    return found->second[std::min(call, found->second.size() - 1)];
 }
 
 const Operation& OperationNamed(const std::string& name) {
