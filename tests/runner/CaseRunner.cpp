@@ -168,7 +168,7 @@ int Run(const std::string& file) {
             calls = Split(s.text);
             util.SetDebugSwitchForTesting(s.attributes.count("debug") != 0);
         } else if (s.name == "arg") {
-            data.args[s.attributes.at("name")] = s.text;
+            data.args[s.attributes.at("name")].push_back(s.text);
         } else if (s.name == "output" && s.attributes.count("before")) {
             data.outputs[s.attributes.at("name")] = s.attributes.at("before");
         } else if (s.name == "answer") {
@@ -200,6 +200,7 @@ int Run(const std::string& file) {
     std::vector<std::string> results;
     Console console;
     for (const auto& name : calls) {
+        data.call = results.size();
         try {
             results.push_back(std::to_string(fdrcase::OperationNamed(name)(util, data)));
         } catch (const Json::LogicError&) {

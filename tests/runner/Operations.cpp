@@ -2,21 +2,134 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
 #include "json/CFdrUtilParser.h"
+#include "json/ChannelJsonFormatter.h"
 
 namespace fdrcase {
 
 namespace {
 
 using AutonomyRecord = DravoAgentData::AutonomyList::AutonomyListObj;
+using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 
-// Records arrive through the library's own readers, as the services would send them.
-DravoAgentData::AutonomyList AutonomiesFrom(const std::string& json) {
+template <typename T>
+using Members = std::vector<std::pair<const char*, T AutonomyRecord::*>>;
+using R = AutonomyRecord;
+
+// The host record's members by name: what the services' reader never fills is given this way,
+// and what a load read back is shown this way.
+const Members<std::string> kTexts = {{"server_mode", &R::server_mode},
+                                     {"address", &R::address},
+                                     {"username", &R::username},
+                                     {"password", &R::password},
+                                     {"autonomy_lid", &R::autonomy_lid},
+                                     {"autonomy_lname", &R::autonomy_lname},
+                                     {"add_time", &R::add_time},
+                                     {"host_text1", &R::host_text1},
+                                     {"firmware", &R::firmware},
+                                     {"firmware_date", &R::firmware_date},
+                                     {"autonomy_id", &R::autonomy_id},
+                                     {"mac", &R::mac},
+                                     {"sid", &R::sid},
+                                     {"token", &R::token},
+                                     {"machine_internal_model", &R::machine_internal_model},
+                                     {"machine_model", &R::machine_model},
+                                     {"machine_name", &R::machine_name},
+                                     {"machine_version", &R::machine_version},
+                                     {"auth_data", &R::auth_data},
+                                     {"cms_server_required_lower", &R::cms_server_required_lower},
+                                     {"cms_server_required_upper", &R::cms_server_required_upper},
+                                     {"pc_client_required_lower", &R::pc_client_required_lower},
+                                     {"pc_client_required_upper", &R::pc_client_required_upper},
+                                     {"host_text2", &R::host_text2},
+                                     {"host_text3", &R::host_text3},
+                                     {"thirdparty_support_list", &R::thirdparty_support_list},
+                                     {"sys_health", &R::sys_health}};
+const Members<bool> kFlags = {{"is_admin", &R::is_admin},
+                              {"host_flag1", &R::host_flag1},
+                              {"host_flag2", &R::host_flag2},
+                              {"host_flag3", &R::host_flag3},
+                              {"host_flag4", &R::host_flag4},
+                              {"is_support_enable_app", &R::is_support_enable_app},
+                              {"is_support_update_fw", &R::is_support_update_fw},
+                              {"is_support_add_server", &R::is_support_add_server},
+                              {"is_zep", &R::is_zep},
+                              {"centralized_by_another", &R::centralized_by_another}};
+const Members<int32_t> kInts = {
+    {"group_id", &R::group_id}, {"ch_num", &R::ch_num}, {"retrieve", &R::retrieve}};
+const Members<int64_t> kWide = {{"host_value1", &R::host_value1}, {"host_value2", &R::host_value2}};
+
+Json::Value JsonFrom(const std::string& text) {
+    Json::Value root;
+    std::istringstream in(text);
+    Json::parseFromStream(Json::CharReaderBuilder(), in, &root, nullptr);
+    return root;
+}
+
+std::string Compact(const Json::Value& value) {
+    Json::StreamWriterBuilder compact;
+    compact["indentation"] = "";
+    return Json::writeString(compact, value);
+}
+
+// Each record by member name, `null` for a missing record.
+std::vector<std::shared_ptr<R>> RecordsByMember(const Json::Value& list) {
+    std::vector<std::shared_ptr<R>> records;
+    for (const auto& from : list) {
+        auto r = from.isNull() ? nullptr : std::make_shared<R>();
+        for (const auto& [key, member] : kTexts)
+            if (r && from.isMember(key))
+                (*r).*member = from[key].asString();
+        for (const auto& [key, member] : kFlags)
+            if (r && from.isMember(key))
+                (*r).*member = from[key].asBool();
+        for (const auto& [key, member] : kInts)
+            if (r && from.isMember(key))
+                (*r).*member = from[key].asInt();
+        for (const auto& [key, member] : kWide)
+            if (r && from.isMember(key))
+                (*r).*member = from[key].asInt64();
+        if (r && from.isMember("health_status"))
+            r->health_status = from["health_status"].asUInt64();
+        records.push_back(r);
+    }
+    return records;
+}
+
+// A record's members that differ from a fresh record's, by name.
+std::string MembersOf(const R& r) {
+    const R fresh;
+    Json::Value out(Json::objectValue);
+    for (const auto& [key, member] : kTexts)
+        if (r.*member != fresh.*member)
+            out[key] = r.*member;
+    for (const auto& [key, member] : kFlags)
+        if (r.*member != fresh.*member)
+            out[key] = r.*member;
+    for (const auto& [key, member] : kInts)
+        if (r.*member != fresh.*member)
+            out[key] = r.*member;
+    for (const auto& [key, member] : kWide)
+        if (r.*member != fresh.*member)
+            out[key] = Json::Int64(r.*member);
+    if (r.health_status != 0)
+        out["health_status"] = Json::UInt64(r.health_status);
+    return Compact(out);
+}
+
+// Records arrive through the library's own reader, as the services would send them; `records`
+// gives them by member name instead.
+DravoAgentData::AutonomyList AutonomiesFrom(const CallData& d, const char* arg) {
     DravoAgentData::AutonomyList list;
-    CFdrUtilParser::ParseAutonomyList(json.c_str(), list.autonomy_list);
+    if (d.args.count("records")) {
+        list.autonomy_list = RecordsByMember(JsonFrom(d.Arg("records")));
+    } else {
+        CFdrUtilParser::ParseAutonomyList(d.Arg(arg).c_str(), list.autonomy_list);
+    }
     return list;
 }
 
@@ -24,9 +137,7 @@ DravoAgentData::AutonomyList AutonomiesFrom(const std::string& json) {
 // `{"autonomy_list":[{"autonomy_lid":..., "channel_list":[...]}]}`.
 ChannelObjList ChannelsFrom(const std::string& json) {
     ChannelObjList channels;
-    Json::Value root;
-    std::istringstream in(json);
-    Json::parseFromStream(Json::CharReaderBuilder(), in, &root, nullptr);
+    const Json::Value root = JsonFrom(json);
     if (!root.isMember("autonomy_list")) {
         CFdrUtilParser::ParseChannelList(json.c_str(), channels);
         return channels;
@@ -35,9 +146,7 @@ ChannelObjList ChannelsFrom(const std::string& json) {
         Json::Value one;
         one["channel_list"] = owner["channel_list"];
         const size_t first = channels.size();
-        Json::StreamWriterBuilder compact;
-        compact["indentation"] = "";
-        CFdrUtilParser::ParseChannelList(Json::writeString(compact, one).c_str(), channels);
+        CFdrUtilParser::ParseChannelList(Compact(one).c_str(), channels);
         for (size_t i = first; i < channels.size(); ++i) {
             channels[i]->owner_lid = owner["autonomy_lid"].asString();
         }
@@ -48,7 +157,7 @@ ChannelObjList ChannelsFrom(const std::string& json) {
 // A notification of the host's autonomy records.
 Operation ListNotice(int (CFederateUtil::*notify)(DravoAgentData::AutonomyList&)) {
     return [notify](CFederateUtil& u, CallData& d) {
-        auto list = AutonomiesFrom(d.Arg("list"));
+        auto list = AutonomiesFrom(d, "list");
         return (u.*notify)(list);
     };
 }
@@ -70,12 +179,38 @@ Operation ChannelWrite(int (CFederateUtil::*write)(std::string&, ChannelObjList&
     };
 }
 
-std::string Lids(const DravoAgentData::AutonomyList& list) {
+// The lids, and each record's members appended to `members`, one a line.
+std::string Lids(const DravoAgentData::AutonomyList& list, std::string& members) {
     std::string lids;
     for (const auto& record : list.autonomy_list) {
         lids += (lids.empty() ? "" : ",") + record->autonomy_lid;
+        members += (members.empty() ? "" : "\n") + MembersOf(*record);
     }
     return lids;
+}
+
+// The members of `value` that differ from `fresh`, nested objects compared member by member.
+Json::Value Departures(const Json::Value& value, const Json::Value& fresh) {
+    Json::Value out(Json::objectValue);
+    for (const auto& key : value.getMemberNames()) {
+        const bool nested = value[key].isObject() && fresh[key].isObject();
+        const Json::Value inner = nested ? Departures(value[key], fresh[key]) : value[key];
+        if (nested ? !inner.empty() : value[key] != fresh[key]) {
+            out[key] = inner;
+        }
+    }
+    return out;
+}
+
+// Appends each channel as its text's departures from a fresh channel's, one a line.
+void AddChannelTexts(const ChannelObjList& channels, std::string& texts) {
+    std::string fresh;
+    construct_cahnnel_info_string(std::make_shared<ChannelObj>(), fresh);
+    for (const auto& channel : channels) {
+        std::string text;
+        construct_cahnnel_info_string(channel, text);
+        texts += (texts.empty() ? "" : "\n") + Compact(Departures(JsonFrom(text), JsonFrom(fresh)));
+    }
 }
 
 const std::map<std::string, Operation>& Table() {
@@ -118,14 +253,15 @@ const std::map<std::string, Operation>& Table() {
          }},
         {"LoadFdrChannelSetting",
          [](CFederateUtil& u, CallData& d) {
-             auto channels = ChannelsFrom(d.Arg("channels"));
+             auto channels = ChannelsFrom(d.Arg("channels", "{}"));
              const int result = u.LoadFdrChannelSetting(d.Arg("lid"), channels);
              d.outputs["channels"] = std::to_string(channels.size());
+             AddChannelTexts(channels, d.outputs["channel_texts"]);  // every call's list
              return result;
          }},
         {"SaveFdrAllChannelsSetting",
          [](CFederateUtil& u, CallData& d) {
-             auto servers = AutonomiesFrom(d.Arg("servers"));
+             auto servers = AutonomiesFrom(d, "servers");
              auto channels = ChannelsFrom(d.Arg("channels"));
              return u.SaveFdrAllChannelsSetting(servers, channels);
          }},
@@ -162,9 +298,9 @@ const std::map<std::string, Operation>& Table() {
          [](CFederateUtil& u, CallData& d) { return u.LoadFdrFederateSetting(d.outputs["guid"]); }},
         {"LoadFdrAutonomyListSetting",
          [](CFederateUtil& u, CallData& d) {
-             auto list = AutonomiesFrom(d.Arg("list"));
+             auto list = AutonomiesFrom(d, "list");
              const int result = u.LoadFdrAutonomyListSetting(list);
-             d.outputs["lids"] = Lids(list);
+             d.outputs["lids"] = Lids(list, d.outputs["records"]);
              return result;
          }},
     };
@@ -174,8 +310,7 @@ const std::map<std::string, Operation>& Table() {
 }  // namespace
 
 std::string CallData::Arg(const std::string& name, const std::string& fallback) const {
-    const auto found = args.find(name);
-    return found == args.end() ? fallback : found->second;
+    return args.count(name) ? Arg(name) : fallback;
 }
 
 const std::string& CallData::Arg(const std::string& name) const {
@@ -183,7 +318,7 @@ const std::string& CallData::Arg(const std::string& name) const {
     if (found == args.end()) {
         throw std::out_of_range("the case gives no argument " + name);
     }
-    return found->second;
+    return found->second[std::min(call, found->second.size() - 1)];
 }
 
 const Operation& OperationNamed(const std::string& name) {

@@ -21,6 +21,8 @@
 #include "json/ChannelJsonFormatter.h"
 #include "json/JsonNumber.h"
 #include "json/PrivilegeJsonFormatter.h"
+#include "support/LogFiles.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -290,49 +292,79 @@ std::shared_ptr<ChannelObj> Channel(const char* guid, const char* name, const ch
     return c;
 }
 
-// Every kind of list inside: presets, input flags, streams and virtual cameras.
+// Every field away from its default: two presets, two streams, two virtual cameras and 65 input
+// flags (every third one on, so the list ends in false).
 std::shared_ptr<ChannelObj> RichChannel() {
-    auto c = Channel("g1", "Door \"A\"", "A");
+    auto c = Channel("0f5c2a9e-7b1d-4e8a-9c3f-2d6b8e1a4c70", "Lobby \"East\" / Caf\xC3\xA9", "A");
+    c->audio = {3, true, true};
     using Preset = ChannelObj::AutoCruisingInfo::AutoCruisingPreset;
-    c->auto_cruising.auto_cruising_list = {std::make_shared<Preset>(Preset{15, 1, true}),
-                                           std::make_shared<Preset>(Preset{30, 2, false})};
-    c->event_installation.input.input_enabled_list = {true, false, true};
+    c->auto_cruising = {{std::make_shared<Preset>(Preset{15, 1, true}),
+                         std::make_shared<Preset>(Preset{30, 2, false})},
+                        true,
+                        true};
+    for (int i = 0; i < 65; ++i) {
+        c->event_installation.input.input_enabled_list.push_back(i % 3 == 0);
+    }
+    c->event_installation.motion = {true, true, true};
     c->fisheye = {2, 1, true, 3, 90, 45.5, 0.875, 960.25, -540.5};
+    c->host_value = 0xFEEDFACE;  // the host's own: never written
+    c->projection.projection_type = 4;
+    c->login_auth = {"cam-pass", "viewer", "admin-pass", "guest-pass"};
     c->manufacturer = {"Acme", "AC-4K", "ACMEAC4K", 1};
+    c->network_setting = {"192.168.1.64", 8080, 554, 8554, "203.0.113.7", 18080};
+    c->recording_status = {true, true, true};
+    c->stream_info.main_stream = {true, 5, 30, 9, "3840x2160"};
     using Stream = ChannelObj::MultiStreamObj;
-    c->stream_info.multi_stream_list = {std::make_shared<Stream>(Stream{"AAC", "H265", 15, 4, 1}),
+    c->stream_info.multi_stream_list = {std::make_shared<Stream>(Stream{"AAC ", "H265", 15, 4, 1}),
                                         std::make_shared<Stream>(Stream{"G711", "H264", 10, 2, 2})};
     using Camera = ChannelObj::VirtualCameraObj;
     c->virtual_camera_list = {std::make_shared<Camera>(Camera{720, 10, 1, "Door", 20, 1280}),
                               std::make_shared<Camera>(Camera{360, 640, 2, "Desk", 180, 480})};
+    c->channel_index = 12;
+    c->spare_text = "not for the wire";
+    c->video_setting_support = true;
+    c->retrieve = 7;  // the host's, written as it is
     return c;
 }
 
+// A missing channel is passed over.
 ChannelObjList Channels() {
-    return {RichChannel(), Channel("g2", "Yard", "B"), Channel("g3", "Hall", "A")};
+    return {RichChannel(), nullptr, Channel("g2", "Yard", "B"), Channel("g3", "Hall", "A")};
 }
 
+// A missing status and a missing live stream are passed over.
 ChannelStatusObjList Statuses() {
     using Living = ChannelStatusObj::LivingStatusObj;
     auto first = std::make_shared<ChannelStatusObj>();
-    first->channel_guid = "g1";
-    first->living_status = {std::make_shared<Living>(Living{1, 512.5, 25.0, 0}),
-                            std::make_shared<Living>(Living{0, 0.0, 0.0, 1})};
+    first->living_status = {std::make_shared<Living>(Living{1, 2048.5, 29.97, 0}), nullptr,
+                            std::make_shared<Living>(Living{2, 512, 15, 1})};
+    first->recorded_statistic = {3, 1024, 30, 65536};
+    first->status_spare = 99;
+    first->channel_guid = "g-1";
+    first->channel_index = 1;
     auto second = std::make_shared<ChannelStatusObj>();
-    second->channel_guid = "g2";
-    return {first, second};
+    second->channel_guid = "g-2";
+    second->channel_index = 2;
+    return {first, nullptr, second};
 }
 
+// A missing brand is passed over.
 Info Catalogues() {
     Info info;
-    auto fisheye = std::make_shared<Info::FisheyeBrandObj>();
-    *fisheye = {"b1", "Brand", {{"m1", "Model", {{1080, 1920, 0, 45.5, 0.9, 960.5, 540.25}}}}};
-    info.fisheye_brand_list = {fisheye, fisheye};
-    auto projection = std::make_shared<Info::ProjectionBrandObj>();
-    projection->brand_id = "p1";
-    projection->brand_name = "Dual";
-    projection->model_list = {{"equirect", "pm1", "Pano", {{1440, 2880, 190.5}}}};
-    info.projection_brand_list = {projection};
+    auto acme = std::make_shared<Info::FisheyeBrandObj>();
+    Info::FisheyeModelObj fe360{"m1", "FE-360", {}};
+    fe360.size_list.push_back({1080, 1920, 0, 45.5, 0.75, 960.5, 540.25});
+    fe360.size_list.push_back({2048, 2048, 1, 30, 0.5, 1024, 1024});
+    *acme = {"b1", "Acme", {fe360, {"m2", "FE-180", {}}}};
+    auto bolt = std::make_shared<Info::FisheyeBrandObj>();
+    *bolt = {"b2", "Bolt", {}};
+    info.fisheye_brand_list = {acme, nullptr, bolt};
+    auto duo = std::make_shared<Info::ProjectionBrandObj>();
+    Info::ProjectionModelObj dl2{"equirect", "p1", "DL-2", {}};
+    dl2.size_list.push_back(
+        {1920, 3840, 190.5, 960.25, 960.5, 90, 940, 941.5, 2880.25, 960.75, -90, 939.5, 942});
+    *duo = {"b1", "Duo", {dl2}};
+    info.projection_brand_list = {duo};
     return info;
 }
 
@@ -343,6 +375,7 @@ struct Case {
     Run run;
     // The results allowed after one failed allocation, given the undisturbed one (also allowed).
     std::function<Accepted(const std::string& undisturbed)> accepted;
+    const char* golden = nullptr;  // the undisturbed result, a file under tests/data
 };
 
 // Runs a formatter over an output text that starts as "untouched".
@@ -432,7 +465,7 @@ std::vector<Case> Formatters() {
         // Only the root's creation and the print are looked at.
         {"construct_cahnnel_info_string",
          Formatting([](std::string& out) { construct_cahnnel_info_string(RichChannel(), out); }),
-         one_node_missing},
+         one_node_missing, "channels/channel_full.json"},
         {"FormatterAddChannelInfo",
          Formatting([](std::string& out) { C::FormatterAddChannelInfo("A", Channels(), out); }),
          list_body(true)},
@@ -469,28 +502,36 @@ std::vector<Case> Formatters() {
              Info info = Catalogues();
              return CFederateUtil().FormatFisyeyeSupportFile(info);
          },
-         one_node_missing},
+         one_node_missing, "channels/fisheye_support.json"},
         {"FormatProjectionSupportFile",
          [] {
              Info info = Catalogues();
              return CFederateUtil().FormatProjectionSupportFile(info);
          },
-         one_node_missing},
+         one_node_missing, "channels/projection_support.json"},
     };
-    // The arbitrator bodies' partial results have their own test; here only the blocks count.
-    const auto any = [](const std::string&) { return Accepted{"*"}; };
-    cases.push_back({"FormatterCameraStatusChange", Formatting([](std::string& out) {
-                         out = Hex(C::FormatterCameraStatusChange("A", Statuses(), out));
+    // The arbitrator bodies: whole, or the print-failure code with the output untouched.
+    const auto whole_or_print_failed = [](const std::string&) {
+        return Accepted{"0", Hex(C::kPrintFailed) + " untouched"};
+    };
+    const auto code = [](unsigned int result, const std::string& out) {
+        return result == 0 ? std::string("0") : Hex(result) + " " + out;
+    };
+    cases.push_back({"FormatterCameraStatusChange", Formatting([=](std::string& out) {
+                         std::string body = "untouched";
+                         out = code(C::FormatterCameraStatusChange("A", Statuses(), body), body);
                      }),
-                     any});
-    cases.push_back({"FormatterCameraListChange", Formatting([](std::string& out) {
-                         out = Hex(C::FormatterCameraListChange("A", Channels(), out));
+                     whole_or_print_failed});
+    cases.push_back({"FormatterCameraListChange", Formatting([=](std::string& out) {
+                         std::string body = "untouched";
+                         out = code(C::FormatterCameraListChange("A", Channels(), body), body);
                      }),
-                     any});
-    cases.push_back({"FormatterCameraListRefresh", Formatting([](std::string& out) {
-                         out = Hex(C::FormatterCameraListRefresh("A", out));
+                     whole_or_print_failed});
+    cases.push_back({"FormatterCameraListRefresh", Formatting([=](std::string& out) {
+                         std::string body = "untouched";
+                         out = code(C::FormatterCameraListRefresh("A", body), body);
                      }),
-                     any});
+                     whole_or_print_failed});
     return cases;
 }
 
@@ -563,7 +604,7 @@ std::vector<Case> Parsers() {
         };
     };
     const std::string old = " old//0/0";
-    const std::string g1 = " g1/Door \"A\"/2/2";
+    const std::string g1 = " 0f5c2a9e-7b1d-4e8a-9c3f-2d6b8e1a4c70/Lobby \"East\" / Caf\xC3\xA9/2/2";
     const std::string failed = Hex(P::kChannelListError);
     return {
         {"ParseFederateSetting",
@@ -632,6 +673,9 @@ void Check(const Case& c) {
     std::string undisturbed;
     const std::vector<Step> steps = Sweep(c.run, undisturbed);
     ASSERT_GT(steps.size(), 1u) << "no allocation at all";
+    if (c.golden != nullptr) {
+        EXPECT_EQ(undisturbed, fdrtest::ReadTestData(c.golden));
+    }
     Accepted accepted = c.accepted(undisturbed);
     const bool any = accepted.count("*") != 0;
     accepted.insert(undisturbed);
@@ -650,6 +694,38 @@ TEST(AllocationFailure, FormattersEndWithTheirPartialBodiesAndReleaseEverything)
     for (const Case& c : Formatters()) {
         Check(c);
     }
+}
+
+TEST(AllocationFailure, ArbitratorBodiesReportTheFailedPrint) {
+    const std::string printed = Hex(CChannelInfoJsonFormatter::kPrintFailed) + " untouched";
+    for (const Case& c : Formatters()) {
+        if (c.name.rfind("FormatterCamera", 0) == 0) {
+            std::string undisturbed;
+            EXPECT_EQ(Sweep(c.run, undisturbed).back().seen, printed)
+                << c.name;  // the last: the text
+        }
+    }
+}
+
+TEST(AllocationFailure, StatusBodyCarriesEveryLiveStream) {
+    std::string body;
+    EXPECT_EQ(CChannelInfoJsonFormatter::FormatterCameraStatusChange("srv-lid-1", Statuses(), body),
+              0u);
+    EXPECT_EQ(body, fdrtest::ReadTestData("channels/status_body.json"));
+}
+
+// Failing the channel text's root object is the one way to a blank text, and it is logged.
+TEST(AllocationFailure, GroupedBodyLogsAChannelLeftBlank) {
+    AutonomyList servers = Members({FirstRecord()});
+    servers.autonomy_list[0]->autonomy_lid = "A";
+    auto log = fdrtest::WatchCenterLog();
+    std::string undisturbed;
+    Sweep(Formatting([&](std::string& out) {
+              CChannelInfoJsonFormatter::FormatterAddChannelInfo(servers,
+                                                                 {Channel("g1", "one", "A")}, out);
+          }),
+          undisturbed);
+    EXPECT_EQ(log.NewLines(), std::vector<std::string>{"[zubrik]  guid[g1] has blank data"});
 }
 
 TEST(AllocationFailure, NumberAddersAttachWholeNumbersOrNothing) {
