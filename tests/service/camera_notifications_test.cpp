@@ -8,8 +8,8 @@
 
 #include "FederateUtil/CFederateUtil.h"
 #include "FederateUtil/NotifyLocks.h"
-#include "Simulator.h"
 #include "support/LogFiles.h"
+#include "support/Recorder.h"
 
 namespace {
 
@@ -29,11 +29,8 @@ ChannelStatusObjList OneStatus() {
 // Its body, no notification lock, its one debug line (an end line only), and a failure printed but
 // returning zero.
 TEST(CameraNotifications, StatusChangeSendsItsBodyAndHidesAFailure) {
-    fdrsim::SimulatorOptions options;
-    options.recorder_only = true;
-    fdrsim::Simulator services(std::move(options));
-    std::string error;
-    ASSERT_TRUE(services.Start(&error)) << error;
+    const auto recorder = fdrtest::StartRecorder();
+    fdrsim::Simulator& services = *recorder;
     CFederateUtil util;
     const char kPath[] = "/channel_status_changed";
     for (const int status : {200, 500}) {

@@ -12,6 +12,7 @@
 
 #include "FederateUtil/CFederateUtil.h"
 #include "Simulator.h"
+#include "support/Recorder.h"
 
 namespace {
 
@@ -205,12 +206,8 @@ TEST(Concurrency, EightThreadsOfMixedOperationsKeepLocksAndAnswersApart) {
 
 // The answer names the client that asked, so a crossed wire between token calls would show.
 TEST(Concurrency, ConcurrentTokenCallsEachGetTheirOwnAnswer) {
-    fdrsim::SimulatorOptions options;
-    options.recorder_only = true;
-    fdrsim::Simulator services(std::move(options));
-    std::string error;
-    ASSERT_TRUE(services.Start(&error)) << error;
-    services.ScriptWith(fdrsim::Service::Token, "POST", "/token", [](const auto& request) {
+    const auto services = fdrtest::StartRecorder();
+    services->ScriptWith(fdrsim::Service::Token, "POST", "/token", [](const auto& request) {
         const std::string client = request.body.substr(40, request.body.find('&', 40) - 40);
         return fdrsim::ScriptedAnswer{200, R"({"access_token":")" + client + R"("})"};
     });

@@ -9,10 +9,10 @@
 #include <string>
 #include <thread>
 
-#include "Simulator.h"
 #include "support/Descriptors.h"
 #include "support/LogFiles.h"
 #include "support/ReadingOperations.h"
+#include "support/Recorder.h"
 #include "support/Timing.h"
 
 namespace {
@@ -26,13 +26,7 @@ using fdrtest::RunReader;
 
 class FaultInjection : public testing::Test {
   protected:
-    void SetUp() override {
-        fdrsim::SimulatorOptions options;
-        options.recorder_only = true;
-        services_ = std::make_unique<fdrsim::Simulator>(std::move(options));
-        std::string error;
-        ASSERT_TRUE(services_->Start(&error)) << error;
-    }
+    void SetUp() override { services_ = fdrtest::StartRecorder(); }
     void Inject(const Reader& reader, fdrsim::Fault fault) {
         services_->ClearFaults();
         services_->Exchanges().Clear();

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "Simulator.h"
 #include "federateutil/DravoAgentData.h"
 #include "federateutil/FederateBoxType.h"
+#include "support/Recorder.h"
 
 extern "C" void* CreateFederateUtilInstance();
 
@@ -87,8 +87,6 @@ using old_host::Statuses;
 class HostSlotTable : public testing::Test {
   protected:
     void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(services.Start(&error)) << error;
         [this]() HOST_CALL {
             auto* base = static_cast<HostBaseTable*>(CreateFederateUtilInstance());
             void* view = nullptr;
@@ -97,11 +95,8 @@ class HostSlotTable : public testing::Test {
         }();
         ASSERT_NE(table, nullptr);
     }
-    fdrsim::Simulator services{[] {
-        fdrsim::SimulatorOptions options;
-        options.recorder_only = true;
-        return options;
-    }()};
+    const std::unique_ptr<fdrsim::Simulator> recorder = fdrtest::StartRecorder();
+    fdrsim::Simulator& services = *recorder;
     HostFederationTable* table = nullptr;
 };
 

@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "FederateUtil/CFederateUtil.h"
-#include "Simulator.h"
 #include "federateutil/RestConnectInfo.h"
 #include "rest/CAuthTXRX.h"
 #include "support/FullListener.h"
 #include "support/LogFiles.h"
 #include "support/ReadingOperations.h"
+#include "support/Recorder.h"
 #include "support/Timing.h"
 
 namespace {
@@ -54,15 +54,10 @@ void ExpectWaited(Clock::duration waited, std::chrono::seconds timeout,
 }
 
 TEST(Timeouts, EveryReaderGivesUpAtItsOwnTimeOutAndKeepsItsOutputs) {
-    fdrsim::SimulatorOptions options;
-    options.recorder_only = true;
-    for (const auto service : {fdrsim::Service::Token, fdrsim::Service::FederationWrites,
-                               fdrsim::Service::FederationReads}) {
-        options.faults[service] = fdrsim::FaultMode::Stall;
-    }
-    fdrsim::Simulator services(std::move(options));
-    std::string error;
-    ASSERT_TRUE(services.Start(&error)) << error;
+    const auto stall = fdrsim::FaultMode::Stall;
+    const auto services = fdrtest::StartRecorder({{fdrsim::Service::Token, stall},
+                                                  {fdrsim::Service::FederationWrites, stall},
+                                                  {fdrsim::Service::FederationReads, stall}});
     CFederateUtil util;  // resolves the token service's address the bare request needs
     std::vector<fdrtest::Outcome> outcomes(std::size(fdrtest::kReaders));
     std::vector<int> details(outcomes.size(), -1);
@@ -94,7 +89,7 @@ TEST(Timeouts, EveryReaderGivesUpAtItsOwnTimeOutAndKeepsItsOutputs) {
     }
     EXPECT_EQ(ended.back().result, -15);
     ExpectWaited(ended.back().waited, 30s, 1s);
-    EXPECT_EQ(services.Exchanges().Count(), cases.size());
+    EXPECT_EQ(services->Exchanges().Count(), cases.size());
 }
 
 TEST(Timeouts, AConnectThatNeverCompletesEndsAtThirtySecondsWithNothingCountedOrLogged) {
