@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -27,110 +28,117 @@ namespace fdrfuzz {
 using Verdict = std::string;
 using EntryFunction = Verdict (*)(const uint8_t* data, size_t size);
 
+// Ends the entry with `verdict` when `condition` holds.
+#define FDR_FAIL_IF(condition, verdict) \
+    if (condition)                      \
+    return verdict
+
 namespace detail {
 
-struct DocumentDeleter {
+struct Deleter {
     void operator()(cJSON* document) const { cJSON_Delete(document); }
-};
-using Document = std::unique_ptr<cJSON, DocumentDeleter>;
-
-struct TextDeleter {
     void operator()(char* text) const { cJSON_free(text); }
 };
-using Printed = std::unique_ptr<char, TextDeleter>;
+using Document = std::unique_ptr<cJSON, Deleter>;
+using Printed = std::unique_ptr<char, Deleter>;
+
+inline std::string Text(const Printed& printed) {
+    return printed ? printed.get() : "nothing";
+}
 
 // What a parser is handed: the operations pass the answer's c_str(), so it ends at the first
 // zero byte.
 inline std::string Answer(const uint8_t* data, size_t size) {
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
-    return std::string(bytes.c_str());
+    return std::string(reinterpret_cast<const char*>(data), size).c_str();
 }
 
-// Plain cJSON's verdict on a zero-terminated answer, the oracle for fdr::json::Parse.
-inline Document CJsonParse(const std::string& answer) {
+// Plain cJSON's tree of a zero-terminated answer: the oracle for the library's readers.
+inline Document Oracle(const std::string& answer) {
     return Document(cJSON_ParseWithOpts(answer.c_str(), nullptr, false));
+}
+
+// The oracle's `key` member, when the answer is a JSON object with one.
+inline const cJSON* MemberOf(const Document& oracle, const char* key) {
+    return oracle != nullptr ? cJSON_GetObjectItem(oracle.get(), key) : nullptr;
 }
 
 // Marks outputs that a rejected answer must leave as they were.
 constexpr char kUntouched[] = "untouched";
 
+// What every reader promises: an answer it cannot use gives `rejected` and leaves the outputs as
+// they were; a usable one gives 0 or `error` (any code, when `error` is 0).
+inline Verdict Promise(bool usable, unsigned code, unsigned rejected, bool untouched,
+                       unsigned error = 0) {
+    if (!usable) {
+        return code == rejected && untouched ? "" : "an answer it cannot use was read";
+    }
+    return error == 0 || code == 0 || code == error
+               ? ""
+               : "a usable answer gave code " + std::to_string(code);
+}
+
+// A list reader appends: the first record must still be the one that was there.
 template <typename Record>
-std::vector<std::shared_ptr<Record>> OneSentinel() {
-    return {std::make_shared<Record>()};
+bool AppendsAfter(const std::vector<std::shared_ptr<Record>>& list,
+                  const std::shared_ptr<Record>& first) {
+    return !list.empty() && list.front() == first;
 }
 
 // The number of object elements under `list`: the records a list answer yields.
 inline size_t ObjectChildren(const cJSON* list) {
     size_t count = 0;
-    for (const cJSON* child = list != nullptr ? list->child : nullptr; child != nullptr;
-         child = child->next) {
+    for (const cJSON* child = list != nullptr ? list->child : nullptr; child; child = child->next) {
         count += cJSON_IsObject(child) ? 1 : 0;
     }
     return count;
 }
 
-inline bool IsExact(const cJSON* item) {
-    return cJSON_IsRaw(item);
+// Both readers of a number node: its canonical decimal as an int64 (negative) or a uint64.
+inline std::string ReadBack(const cJSON* node, bool negative) {
+    return negative ? fdr::json::ToDecimal(fdr::json::AsInt64(node))
+                    : fdr::json::ToDecimal(fdr::json::AsUInt64(node));
 }
 
-// Compares the exact-number tree `ours` with plain cJSON's tree `theirs` of the same text:
-// the same shape and keys, exact nodes only where cJSON has a whole number outside the int32
-// range, and every number readable through every reader with the value cJSON read. Also counts
-// the exact nodes.
+// Compares the exact-number tree `ours` with plain cJSON's tree `theirs` of the same text: the
+// same shape and keys, exact (raw) nodes only where cJSON has a whole number outside the int32
+// range, and every number readable through every reader with the value cJSON read. Counts the
+// exact nodes.
 inline Verdict CompareTrees(const cJSON* ours, const cJSON* theirs, size_t* exact_nodes) {
     for (; ours != nullptr || theirs != nullptr; ours = ours->next, theirs = theirs->next) {
-        if (ours == nullptr || theirs == nullptr) {
-            return "the trees differ in length";
-        }
+        FDR_FAIL_IF(ours == nullptr || theirs == nullptr, "the trees differ in length");
         if ((ours->string == nullptr) != (theirs->string == nullptr) ||
             (ours->string != nullptr && std::strcmp(ours->string, theirs->string) != 0)) {
             return "a key differs";
         }
-        if (cJSON_IsNumber(theirs)) {
-            if (!fdr::json::IsNumber(ours)) {
-                return "a number is no number after Parse";
-            }
-            const double value = theirs->valuedouble;
-            // Every reader, for UBSan's conversion checks.
-            const int64_t as_int64 = fdr::json::AsInt64(ours);
-            const uint64_t as_uint64 = fdr::json::AsUInt64(ours);
-            const uint32_t as_uint32 = fdr::json::AsUInt32(ours);
-            if (fdr::json::AsInt32(ours) != static_cast<int32_t>(as_uint32)) {
-                return "AsInt32 is not the low 32 bits";
-            }
-            if (fdr::json::AsDouble(ours) != value) {
-                return "AsDouble differs from cJSON's value";
-            }
-            if (IsExact(ours)) {
-                ++*exact_nodes;
-                const bool negative = ours->valuestring[0] == '-';
-                const std::string decimal =
-                    negative ? fdr::json::ToDecimal(as_int64) : fdr::json::ToDecimal(as_uint64);
-                if (decimal != ours->valuestring) {
-                    return "an exact node does not read back as its own digits";
-                }
-                if (negative ? as_int64 >= INT32_MIN : as_uint64 <= INT32_MAX) {
-                    return "an exact node holds an int32 value";
-                }
-                if (static_cast<uint32_t>(as_uint64) != as_uint32) {
-                    return "AsUInt32 of an exact node is not the low 32 bits";
-                }
-            } else if (std::fabs(value) < 9007199254740992.0 && value == std::trunc(value) &&
-                       as_int64 != static_cast<int64_t>(value)) {
-                return "AsInt64 of a whole number differs from cJSON's value";
-            }
+        if (!cJSON_IsNumber(theirs)) {
+            FDR_FAIL_IF(cJSON_IsRaw(ours) || ours->type != theirs->type, "a node changed type");
+            FDR_FAIL_IF(cJSON_IsString(ours) && std::strcmp(ours->valuestring, theirs->valuestring),
+                        "a string differs");
+            const Verdict inner = CompareTrees(ours->child, theirs->child, exact_nodes);
+            FDR_FAIL_IF(!inner.empty(), inner);
             continue;
         }
-        if (IsExact(ours) || ours->type != theirs->type) {
-            return "a node changed type";
-        }
-        if ((cJSON_IsString(ours) || cJSON_IsRaw(ours)) &&
-            std::strcmp(ours->valuestring, theirs->valuestring) != 0) {
-            return "a string differs";
-        }
-        const Verdict inner = CompareTrees(ours->child, theirs->child, exact_nodes);
-        if (!inner.empty()) {
-            return inner;
+        FDR_FAIL_IF(!fdr::json::IsNumber(ours), "a number is no number after Parse");
+        const double value = theirs->valuedouble;
+        // Every reader, for UBSan's conversion checks.
+        const int64_t as_int64 = fdr::json::AsInt64(ours);
+        const uint64_t as_uint64 = fdr::json::AsUInt64(ours);
+        const uint32_t as_uint32 = fdr::json::AsUInt32(ours);
+        FDR_FAIL_IF(fdr::json::AsInt32(ours) != static_cast<int32_t>(as_uint32),
+                    "AsInt32 is not the low 32 bits");
+        FDR_FAIL_IF(fdr::json::AsDouble(ours) != value, "AsDouble differs from cJSON's value");
+        if (cJSON_IsRaw(ours)) {
+            ++*exact_nodes;
+            const bool negative = ours->valuestring[0] == '-';
+            FDR_FAIL_IF(ReadBack(ours, negative) != ours->valuestring,
+                        "an exact node does not read back as its own digits");
+            FDR_FAIL_IF(negative ? as_int64 >= INT32_MIN : as_uint64 <= INT32_MAX,
+                        "an exact node holds an int32 value");
+            FDR_FAIL_IF(static_cast<uint32_t>(as_uint64) != as_uint32,
+                        "AsUInt32 of an exact node is not the low 32 bits");
+        } else if (std::fabs(value) < 9007199254740992.0 && value == std::trunc(value) &&
+                   as_int64 != static_cast<int64_t>(value)) {
+            return "AsInt64 of a whole number differs from cJSON's value";
         }
     }
     return {};
@@ -145,19 +153,12 @@ inline Verdict PrintRoundTrip(const cJSON* document, bool formatted, std::string
         return Printed(formatted ? cJSON_Print(item) : cJSON_PrintUnformatted(item));
     };
     const Printed printed = print(document);
-    if (!printed) {
-        return "the document does not print";
-    }
+    FDR_FAIL_IF(!printed, "the document does not print");
     std::string previous = printed.get();
     for (int round = 0; round < 2; ++round) {
         const Document again(fdr::json::Parse(previous.c_str()));
-        if (!again) {
-            return "the printed text does not parse";
-        }
-        const Printed reprinted = print(again.get());
-        if (!reprinted) {
-            return "the printed text does not print again";
-        }
+        const Printed reprinted = again ? print(again.get()) : nullptr;
+        FDR_FAIL_IF(!reprinted, "the printed text does not parse or print again");
         if (previous == reprinted.get()) {
             *text = printed.get();
             return {};
@@ -168,35 +169,25 @@ inline Verdict PrintRoundTrip(const cJSON* document, bool formatted, std::string
 }
 
 // The makers with an arbitrary 64-bit pattern: each reads back, and prints and parses back, as
-// the value it was made from.
+// the value it was made from. Any double, NaN and infinities included, keeps the readers defined.
 inline Verdict CheckMakers(uint64_t bits) {
     const auto signed_bits = static_cast<int64_t>(bits);
-    struct Made {
-        Document node;
-        std::string decimal;
-    };
-    Made made[] = {{Document(fdr::json::MakeUInt64(bits)), fdr::json::ToDecimal(bits)},
-                   {Document(fdr::json::MakeInt64(signed_bits)), fdr::json::ToDecimal(signed_bits)},
-                   {Document(fdr::json::MakeInt32(static_cast<int32_t>(bits))),
-                    fdr::json::ToDecimal(static_cast<int32_t>(bits))}};
-    for (Made& m : made) {
-        const Printed printed(cJSON_PrintUnformatted(m.node.get()));
-        if (!printed || m.decimal != printed.get()) {
-            return "a made integer prints as " + std::string(printed ? printed.get() : "nothing") +
-                   ", not " + m.decimal;
-        }
+    const auto low = static_cast<int32_t>(bits);
+    const std::pair<Document, std::string> made[] = {
+        {Document(fdr::json::MakeUInt64(bits)), fdr::json::ToDecimal(bits)},
+        {Document(fdr::json::MakeInt64(signed_bits)), fdr::json::ToDecimal(signed_bits)},
+        {Document(fdr::json::MakeInt32(low)), fdr::json::ToDecimal(low)}};
+    for (const auto& [node, decimal] : made) {
+        const Printed printed(cJSON_PrintUnformatted(node.get()));
+        FDR_FAIL_IF(!printed || decimal != printed.get(),
+                    "a made integer prints as " + Text(printed) + ", not " + decimal);
         const Document parsed(fdr::json::Parse(printed.get()));
-        for (const cJSON* node :
-             {static_cast<const cJSON*>(m.node.get()), static_cast<const cJSON*>(parsed.get())}) {
-            const bool negative = m.decimal[0] == '-';
-            const std::string read = negative ? fdr::json::ToDecimal(fdr::json::AsInt64(node))
-                                              : fdr::json::ToDecimal(fdr::json::AsUInt64(node));
-            if (read != m.decimal) {
-                return "a made integer " + m.decimal + " reads back as " + read;
-            }
+        const cJSON* reads[] = {node.get(), parsed.get()};
+        for (const cJSON* read : reads) {
+            FDR_FAIL_IF(ReadBack(read, decimal[0] == '-') != decimal,
+                        "a made integer " + decimal + " reads back otherwise");
         }
     }
-    // Any double, NaN and infinities included: the readers must stay defined.
     double d = 0;
     std::memcpy(&d, &bits, sizeof d);
     const Document number(fdr::json::MakeDouble(d));
@@ -207,37 +198,31 @@ inline Verdict CheckMakers(uint64_t bits) {
     return {};
 }
 
-// `decimal` (an integer's canonical decimal) written in another form that keeps its value:
-// the point moved left by `shift` places and made good by an exponent, `zeros` more zeros after
-// the point or (with `scaled`) before an exponent that takes them back, as in "1.2e1" or
-// "1200e-2".
+// `decimal` (an integer's canonical decimal) written in another form that keeps its value: the
+// point moved left by `shift` places and made good by an exponent, `zeros` more zeros after the
+// point or (with `scaled`) before an exponent that takes them back: "1.2e1", "1200e-2".
 inline std::string WrittenForm(const std::string& decimal, unsigned shift, unsigned zeros,
                                bool scaled, bool upper, bool plus) {
     const bool negative = decimal[0] == '-';
     std::string digits = decimal.substr(negative ? 1 : 0);
-    long exponent = 0;
+    long exponent = static_cast<long>(shift);
     if (scaled) {
         digits.append(zeros, '0');
         exponent -= static_cast<long>(zeros);
     }
-    std::string mantissa;
+    std::string mantissa = digits;
     if (shift >= digits.size()) {
         mantissa = "0." + std::string(shift - digits.size(), '0') + digits;
     } else if (shift > 0) {
-        mantissa =
-            digits.substr(0, digits.size() - shift) + "." + digits.substr(digits.size() - shift);
-    } else {
-        mantissa = digits;
+        mantissa.insert(digits.size() - shift, ".");
     }
-    exponent += static_cast<long>(shift);
     if (!scaled && zeros > 0) {
         mantissa += (shift == 0 ? "." : "") + std::string(zeros, '0');
     }
     std::string text = (negative ? "-" : "") + mantissa;
     if (exponent != 0) {
-        text += upper ? "E" : "e";
-        text += exponent > 0 ? (plus ? "+" : "") : "-";
-        text += std::to_string(exponent > 0 ? exponent : -exponent);
+        text += std::string(upper ? "E" : "e") + (exponent > 0 ? (plus ? "+" : "") : "-") +
+                std::to_string(std::labs(exponent));
     }
     return text;
 }
@@ -248,19 +233,17 @@ inline Verdict CheckWholeForms(uint64_t bits, uint8_t form) {
     const auto signed_bits = static_cast<int64_t>(bits);
     const unsigned shift = form % 23;  // with 20 digits, still within cJSON's 63-char literals
     const unsigned zeros = (form / 23) % 8;
-    const bool scaled = (form & 0x40) != 0, upper = (form & 0x20) != 0, plus = (form & 0x80) != 0;
     for (const std::string& decimal :
          {fdr::json::ToDecimal(bits), fdr::json::ToDecimal(signed_bits),
           fdr::json::ToDecimal(static_cast<int32_t>(bits))}) {
-        const std::string written = WrittenForm(decimal, shift, zeros, scaled, upper, plus);
+        const std::string written =
+            WrittenForm(decimal, shift, zeros, form & 0x40, form & 0x20, form & 0x80);
         for (const std::string& text : {written, "[" + written + ",1]"}) {
             const Document parsed(fdr::json::Parse(text));
             const Printed printed(parsed ? cJSON_PrintUnformatted(parsed.get()) : nullptr);
             const std::string expected = text[0] == '[' ? "[" + decimal + ",1]" : decimal;
-            if (!printed || expected != printed.get()) {
-                return text + " prints as " + (printed ? printed.get() : "nothing") + ", not " +
-                       expected;
-            }
+            FDR_FAIL_IF(!printed || expected != printed.get(),
+                        text + " prints as " + Text(printed) + ", not " + expected);
         }
     }
     for (const double whole : {static_cast<double>(bits), static_cast<double>(signed_bits)}) {
@@ -271,10 +254,8 @@ inline Verdict CheckWholeForms(uint64_t bits, uint8_t form) {
                                               : fdr::json::ToDecimal(static_cast<uint64_t>(whole));
         const Document made(fdr::json::MakeDouble(whole));
         const Printed printed(cJSON_PrintUnformatted(made.get()));
-        if (!printed || decimal != printed.get()) {
-            return "the whole double " + decimal + " prints as " +
-                   (printed ? printed.get() : "nothing");
-        }
+        FDR_FAIL_IF(!printed || decimal != printed.get(),
+                    "the whole double " + decimal + " prints as " + Text(printed));
     }
     return {};
 }
@@ -282,13 +263,11 @@ inline Verdict CheckWholeForms(uint64_t bits, uint8_t form) {
 // A channel list answer whose one channel carries `data` as its "data" text.
 inline std::string ChannelListAround(const std::string& data) {
     const Document answer(cJSON_CreateObject());
-    cJSON* list = cJSON_AddArrayToObject(answer.get(), "channel_list");
     cJSON* channel = cJSON_CreateObject();
-    cJSON_AddItemToArray(list, channel);
+    cJSON_AddItemToArray(cJSON_AddArrayToObject(answer.get(), "channel_list"), channel);
     cJSON_AddStringToObject(channel, "guid", "c1");
     cJSON_AddStringToObject(channel, "data", data.c_str());
-    const Printed printed(cJSON_PrintUnformatted(answer.get()));
-    return printed ? printed.get() : std::string();
+    return Text(Printed(cJSON_PrintUnformatted(answer.get())));
 }
 
 }  // namespace detail
@@ -297,55 +276,35 @@ inline std::string ChannelListAround(const std::string& data) {
 inline Verdict ServiceSetting(const uint8_t* data, size_t size) {
     const std::string answer = detail::Answer(data, size);
     std::string guid = detail::kUntouched;
-    const unsigned int code = CFdrUtilParser::ParseFederateSetting(answer.c_str(), guid);
-    const bool json = detail::CJsonParse(answer) != nullptr;
-    if (!json) {
-        return code == CFdrUtilParser::kSettingNotJson && guid == detail::kUntouched
-                   ? ""
-                   : "text that is no JSON was read";
-    }
-    if (code != 0 && code != CFdrUtilParser::kSettingError) {
-        return "JSON answer gave code " + std::to_string(code);
-    }
-    return {};
+    const unsigned code = CFdrUtilParser::ParseFederateSetting(answer.c_str(), guid);
+    return detail::Promise(detail::Oracle(answer) != nullptr, code, CFdrUtilParser::kSettingNotJson,
+                           guid == detail::kUntouched, CFdrUtilParser::kSettingError);
 }
 
 // The error triple after a write: only a JSON answer with "autonomy_list" is read.
 inline Verdict ErrorAnswer(const uint8_t* data, size_t size) {
     const std::string answer = detail::Answer(data, size);
     std::string err_str = detail::kUntouched;
-    const unsigned int code = CFdrUtilParser::ParseFdrErrorCode(answer.c_str(), err_str);
-    const detail::Document oracle = detail::CJsonParse(answer);
-    if (oracle == nullptr || cJSON_GetObjectItem(oracle.get(), "autonomy_list") == nullptr) {
-        return code == CFdrUtilParser::kAnswerNotJson && err_str == detail::kUntouched
-                   ? ""
-                   : "an answer without a list was read";
-    }
-    return {};
+    const unsigned code = CFdrUtilParser::ParseFdrErrorCode(answer.c_str(), err_str);
+    return detail::Promise(detail::MemberOf(detail::Oracle(answer), "autonomy_list") != nullptr,
+                           code, CFdrUtilParser::kAnswerNotJson, err_str == detail::kUntouched);
 }
 
 // "/fdr/Autonomies": one record per object element of "autonomy_list", appended.
 inline Verdict MemberList(const uint8_t* data, size_t size) {
     using Record = DravoAgentData::AutonomyList::AutonomyListObj;
     const std::string answer = detail::Answer(data, size);
-    auto list = detail::OneSentinel<Record>();
-    const std::shared_ptr<Record> sentinel = list.front();
-    const unsigned int code = CFdrUtilParser::ParseAutonomyList(answer.c_str(), list);
-    if (list.empty() || list.front() != sentinel) {
-        return "the records already in the list were not kept";
-    }
-    const detail::Document oracle = detail::CJsonParse(answer);
-    const cJSON* members =
-        oracle != nullptr ? cJSON_GetObjectItem(oracle.get(), "autonomy_list") : nullptr;
-    if (members == nullptr) {
-        return code == CFdrUtilParser::kAnswerNotJson && list.size() == 1
-                   ? ""
-                   : "an answer without a list was read";
-    }
-    if (list.size() != 1 + detail::ObjectChildren(members)) {
-        return "not one record per object in the list";
-    }
-    return {};
+    const auto first = std::make_shared<Record>();
+    std::vector<std::shared_ptr<Record>> list = {first};
+    const unsigned code = CFdrUtilParser::ParseAutonomyList(answer.c_str(), list);
+    FDR_FAIL_IF(!detail::AppendsAfter(list, first),
+                "the records already in the list were not kept");
+    const detail::Document oracle = detail::Oracle(answer);
+    const cJSON* members = detail::MemberOf(oracle, "autonomy_list");
+    FDR_FAIL_IF(members != nullptr && list.size() != 1 + detail::ObjectChildren(members),
+                "not one record per object in the list");
+    return detail::Promise(members != nullptr, code, CFdrUtilParser::kAnswerNotJson,
+                           list.size() == 1);
 }
 
 // "/fdr/CmsChannel": the input as the whole answer, and as the "data" text of a one-channel
@@ -353,35 +312,31 @@ inline Verdict MemberList(const uint8_t* data, size_t size) {
 inline Verdict ChannelList(const uint8_t* data, size_t size) {
     using Channel = DravoAgentData::ChannelInformation::ChannelObj;
     const std::string answer = detail::Answer(data, size);
-    auto list = detail::OneSentinel<Channel>();
-    const std::shared_ptr<Channel> sentinel = list.front();
-    const unsigned int code = CFdrUtilParser::ParseChannelList(answer.c_str(), list);
-    if (list.empty() || list.front() != sentinel) {
-        return "the channels already in the list were not kept";
-    }
-    const detail::Document oracle = detail::CJsonParse(answer);
-    const cJSON* channels =
-        oracle != nullptr ? cJSON_GetObjectItem(oracle.get(), "channel_list") : nullptr;
-    if (channels == nullptr && (code != CFdrUtilParser::kChannelListError || list.size() != 1)) {
-        return "an answer without a list was read";
-    }
-    if (list.size() > 1 + detail::ObjectChildren(channels)) {
-        return "more channels than objects in the list";
-    }
-
-    // Without "err_code", the one channel is read exactly when its "data" is JSON.
-    const std::string wrapped = detail::ChannelListAround(answer);
+    const auto first = std::make_shared<Channel>();
+    std::vector<std::shared_ptr<Channel>> list = {first};
+    const unsigned code = CFdrUtilParser::ParseChannelList(answer.c_str(), list);
+    FDR_FAIL_IF(!detail::AppendsAfter(list, first),
+                "the channels already in the list were not kept");
+    const detail::Document oracle = detail::Oracle(answer);
+    const cJSON* channels = detail::MemberOf(oracle, "channel_list");
+    FDR_FAIL_IF(list.size() > 1 + detail::ObjectChildren(channels),
+                "more channels than objects in the list");
+    const Verdict whole = detail::Promise(channels != nullptr, code,
+                                          CFdrUtilParser::kChannelListError, list.size() == 1);
+    FDR_FAIL_IF(!whole.empty(), whole);
+    // Without "err_code", the one channel is read exactly when its "data" is JSON, and the
+    // service's "retrieve" is never taken from it.
     std::vector<std::shared_ptr<Channel>> one;
-    const unsigned int wrapped_code = CFdrUtilParser::ParseChannelList(wrapped.c_str(), one);
-    const bool data_is_json = detail::CJsonParse(answer) != nullptr;
-    if (data_is_json ? (wrapped_code != 0 || one.size() != 1)
-                     : (wrapped_code != CFdrUtilParser::kChannelListError || !one.empty())) {
-        return "a channel's \"data\" was read wrongly";
+    const unsigned wrapped =
+        CFdrUtilParser::ParseChannelList(detail::ChannelListAround(answer).c_str(), one);
+    if (oracle == nullptr) {
+        return wrapped == CFdrUtilParser::kChannelListError && one.empty()
+                   ? ""
+                   : "a channel whose \"data\" is no JSON was read";
     }
-    if (data_is_json && one.front()->retrieve != -1) {
-        return "the service's \"retrieve\" was taken";
-    }
-    return {};
+    return wrapped == 0 && one.size() == 1 && one.front()->retrieve == -1
+               ? ""
+               : "a channel's \"data\" was read wrongly";
 }
 
 // The token answer: text that is no JSON leaves both tokens.
@@ -389,18 +344,10 @@ inline Verdict TokenAnswer(const uint8_t* data, size_t size) {
     const std::string answer = detail::Answer(data, size);
     std::string access = detail::kUntouched;
     std::string refresh = detail::kUntouched;
-    const unsigned int code =
-        CFdrUtilParser::ParseOauthAuthLoginToken(answer.c_str(), access, refresh);
-    if (detail::CJsonParse(answer) == nullptr) {
-        return code == CFdrUtilParser::kTokenNotJson && access == detail::kUntouched &&
-                       refresh == detail::kUntouched
-                   ? ""
-                   : "text that is no JSON was read";
-    }
-    if (code != 0 && code != CFdrUtilParser::kTokenError) {
-        return "JSON answer gave code " + std::to_string(code);
-    }
-    return {};
+    const unsigned code = CFdrUtilParser::ParseOauthAuthLoginToken(answer.c_str(), access, refresh);
+    return detail::Promise(detail::Oracle(answer) != nullptr, code, CFdrUtilParser::kTokenNotJson,
+                           access == detail::kUntouched && refresh == detail::kUntouched,
+                           CFdrUtilParser::kTokenError);
 }
 
 // The privilege timestamp, read with jsoncpp as GetFdrPrivilegeTime reads it. Its one documented
@@ -427,34 +374,23 @@ inline Verdict PrivilegeTime(const uint8_t* data, size_t size) {
 }
 
 // The host's JSON in NotifyDravoData, through the formatter the operation sends. JSON that
-// cJSON reads must be accepted, and the body must settle when read and printed again.
+// cJSON reads must be accepted, and the body must settle when read and printed again. It need
+// not be that fixed point itself: cJSON prints some fractions in a shorter form that reads back
+// as a whole number ("3720368547758080.5" as "3.72036854775808e+15"), which then prints as its
+// digits. Whole values pass digit for digit, as the number fuzzer checks on the same reader.
 inline Verdict DravoData(const uint8_t* data, size_t size) {
     const std::string json(reinterpret_cast<const char*>(data), size);
     std::string body = detail::kUntouched;
-    switch (fdr::FormatDravoData("lid-7", json, body)) {
-        case fdr::DravoDataResult::kNotJson: {
-            const detail::Document oracle(
-                cJSON_ParseWithLengthOpts(json.data(), json.size(), nullptr, false));
-            if (oracle != nullptr) {
-                return "the formatter rejected JSON that cJSON reads";
-            }
-            return body == detail::kUntouched ? "" : "a rejected notice changed the body";
-        }
-        case fdr::DravoDataResult::kPrintFailed:
-            return "the notice does not print";
-        case fdr::DravoDataResult::kFormatted:
-            break;
+    const fdr::DravoDataResult result = fdr::FormatDravoData("lid-7", json, body);
+    if (result == fdr::DravoDataResult::kNotJson) {
+        FDR_FAIL_IF(detail::Document(cJSON_ParseWithLengthOpts(json.data(), size, nullptr, false)),
+                    "the formatter rejected JSON that cJSON reads");
+        return body == detail::kUntouched ? "" : "a rejected notice changed the body";
     }
+    FDR_FAIL_IF(result == fdr::DravoDataResult::kPrintFailed, "the notice does not print");
     const detail::Document sent(fdr::json::Parse(body));
-    if (!sent) {
-        return "the body does not parse";
-    }
     std::string again;
-    // The body must settle when read and printed again. It need not be that fixed point itself:
-    // cJSON prints some fractions in a shorter form that reads back as a whole number
-    // ("3720368547758080.5" as "3.72036854775808e+15"), which then prints as its digits. Whole
-    // values pass digit for digit, as the number fuzzer checks on the same reader.
-    return detail::PrintRoundTrip(sent.get(), true, &again);
+    return sent ? detail::PrintRoundTrip(sent.get(), true, &again) : "the body does not parse";
 }
 
 // The exact-number module against plain cJSON: Parse accepts what cJSON accepts, with the same
@@ -462,7 +398,6 @@ inline Verdict DravoData(const uint8_t* data, size_t size) {
 // reads back to itself and equals cJSON's print when no exact node is involved. The first eight
 // bytes also drive the makers, and with the ninth the whole values in other written forms.
 inline Verdict JsonNumber(const uint8_t* data, size_t size) {
-    const char* text = reinterpret_cast<const char*>(data);
     if (size >= sizeof(uint64_t)) {
         uint64_t bits = 0;
         std::memcpy(&bits, data, sizeof bits);
@@ -470,36 +405,26 @@ inline Verdict JsonNumber(const uint8_t* data, size_t size) {
         if (verdict.empty()) {
             verdict = detail::CheckWholeForms(bits, size > sizeof bits ? data[sizeof bits] : 0);
         }
-        if (!verdict.empty()) {
-            return verdict;
-        }
+        FDR_FAIL_IF(!verdict.empty(), verdict);
     }
+    const char* text = reinterpret_cast<const char*>(data);
     const detail::Document ours(fdr::json::Parse(text, size));
     const detail::Document theirs(cJSON_ParseWithLengthOpts(text, size, nullptr, false));
     if ((ours == nullptr) != (theirs == nullptr)) {
         return ours == nullptr ? "Parse rejected JSON that cJSON reads"
                                : "Parse read text that cJSON rejects";
     }
-    if (ours == nullptr) {
-        return {};
-    }
     size_t exact_nodes = 0;
-    const Verdict same = detail::CompareTrees(ours.get(), theirs.get(), &exact_nodes);
-    if (!same.empty()) {
-        return same;
-    }
     std::string printed;
-    const Verdict round_trip = detail::PrintRoundTrip(ours.get(), false, &printed);
-    if (!round_trip.empty()) {
-        return round_trip;
+    Verdict verdict = ours ? detail::CompareTrees(ours.get(), theirs.get(), &exact_nodes) : "";
+    if (ours && verdict.empty()) {
+        verdict = detail::PrintRoundTrip(ours.get(), false, &printed);
     }
-    if (exact_nodes == 0) {
-        const detail::Printed plain(cJSON_PrintUnformatted(theirs.get()));
-        if (!plain || printed != plain.get()) {
-            return "the print differs from cJSON's without any exact number";
-        }
+    if (ours && verdict.empty() && exact_nodes == 0 &&
+        printed != detail::Text(detail::Printed(cJSON_PrintUnformatted(theirs.get())))) {
+        return "the print differs from cJSON's without any exact number";
     }
-    return {};
+    return verdict;
 }
 
 // b64_decode_v2 appends (count - 1) bytes per short last group and stops at the first char
@@ -509,21 +434,14 @@ inline Verdict B64Decode(const uint8_t* data, size_t size) {
     const std::string prefix = "kept";
     std::string out = prefix;
     b64_decode_v2(text, out);
-    if (out.compare(0, prefix.size(), prefix) != 0) {
-        return "the decoder did not append";
-    }
-    size_t chars = 0;
+    FDR_FAIL_IF(out.compare(0, prefix.size(), prefix) != 0, "the decoder did not append");
     constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    while (chars < text.size() && text[chars] != '\0' && std::strchr(kAlphabet, text[chars])) {
-        ++chars;
-    }
+    const size_t chars = std::strspn(text.c_str(), kAlphabet);  // up to a zero byte
     const size_t rest = chars % 4;
-    if (out.size() - prefix.size() != chars / 4 * 3 + (rest >= 2 ? rest - 1 : 0)) {
-        return "the decoded length does not follow the alphabet chars";
-    }
-    std::string encoded;
+    FDR_FAIL_IF(out.size() - prefix.size() != chars / 4 * 3 + (rest >= 2 ? rest - 1 : 0),
+                "the decoded length does not follow the alphabet chars");
+    std::string encoded, decoded;
     b64_encode_v2(data, static_cast<unsigned int>(size), encoded);
-    std::string decoded;
     b64_decode_v2(encoded, decoded);
     return decoded == text ? "" : "decoding an encoding does not give the bytes back";
 }
@@ -538,17 +456,12 @@ inline Verdict Base64String(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
     std::string out = detail::kUntouched;
     CGenericJsonParser::DecodeFromBase64String(text, out);
-    if (out.size() > std::strlen(text.c_str()) * 3 / 4) {
-        return "decoded more than the input promises";
-    }
-    std::string encoded;
+    FDR_FAIL_IF(out.size() > std::strlen(text.c_str()) * 3 / 4,
+                "decoded more than the input promises");
+    std::string encoded, reference, decoded;
     CGenericJsonFormatter::MakeBase64String(text, encoded);
-    std::string reference;
     b64_encode_v2(data, static_cast<unsigned int>(size), reference);
-    if (encoded != reference) {
-        return "the two encoders disagree";
-    }
-    std::string decoded;
+    FDR_FAIL_IF(encoded != reference, "the two encoders disagree");
     CGenericJsonParser::DecodeFromBase64String(encoded, decoded);
     return decoded == text.c_str() ? "" : "decoding an encoding does not give the bytes back";
 }

@@ -8,8 +8,8 @@
 
 #include "FederateUtil/CFederateUtil.h"
 #include "FederateUtil/NotifyLocks.h"
-#include "support/LocalServices.h"
 #include "support/LogFiles.h"
+#include "support/Recorder.h"
 
 namespace {
 
@@ -29,15 +29,16 @@ ChannelStatusObjList OneStatus() {
 // Its body, no notification lock, its one debug line (an end line only), and a failure printed but
 // returning zero.
 TEST(CameraNotifications, StatusChangeSendsItsBodyAndHidesAFailure) {
-    fdrtest::LocalServices services;
+    const auto recorder = fdrtest::StartRecorder();
+    fdrsim::Simulator& services = *recorder;
     CFederateUtil util;
     const char kPath[] = "/channel_status_changed";
     for (const int status : {200, 500}) {
         SCOPED_TRACE(status);
-        services.ClearRequests();
+        services.Exchanges().Clear();
         bool locked = false;  // either notification lock, seen while the request is out
-        services.AnswerWith(10228, "PUT", kPath,
-                            [&locked, status](const fdrtest::RecordedRequest&) {
+        services.ScriptWith(fdrsim::Service::Arbitrator, "PUT", kPath,
+                            [&locked, status](const fdrsim::IncomingRequest&) {
                                 for (std::mutex* lock : {&m_notify_lock1, &m_notify_lock2}) {
                                     if (lock->try_lock()) {
                                         lock->unlock();
@@ -45,7 +46,7 @@ TEST(CameraNotifications, StatusChangeSendsItsBodyAndHidesAFailure) {
                                         locked = true;
                                     }
                                 }
-                                return fdrtest::ScriptedAnswer{status, "{}"};
+                                return fdrsim::ScriptedAnswer{status, "{}"};
                             });
         util.SetDebugSwitchForTesting(status == 200);
         auto log = fdrtest::WatchCenterLog();
@@ -58,10 +59,11 @@ TEST(CameraNotifications, StatusChangeSendsItsBodyAndHidesAFailure) {
                   status == 200 ? std::vector<std::string>{"NotifyArbitratorCameraStatusChange end"}
                                 : std::vector<std::string>{});
         EXPECT_FALSE(locked);
-        const auto request = services.OnlyRequest();
-        EXPECT_EQ(request.path, kPath);
+        const auto requests = services.Exchanges().List();
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(requests[0].target, kPath);
         EXPECT_EQ(
-            request.body,
+            requests[0].request_body,
             "{\"autonomy_list\":[{\"autonomy_lid\":\"lid-7\",\"channel_status_list\":[{"
             "\"retrieve\":2,\"channel_index\":5,\"channel_guid\":\"g\",\"living_status\":[{"
             "\"connection_status\":1,\"current_bitrate\":1.5,\"current_fps\":9007199254740992,"

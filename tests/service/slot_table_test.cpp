@@ -12,7 +12,7 @@
 
 #include "federateutil/DravoAgentData.h"
 #include "federateutil/FederateBoxType.h"
-#include "support/LocalServices.h"
+#include "support/Recorder.h"
 
 extern "C" void* CreateFederateUtilInstance();
 
@@ -87,7 +87,6 @@ using old_host::Statuses;
 class HostSlotTable : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_TRUE(services.started());
         [this]() HOST_CALL {
             auto* base = static_cast<HostBaseTable*>(CreateFederateUtilInstance());
             void* view = nullptr;
@@ -96,7 +95,8 @@ class HostSlotTable : public testing::Test {
         }();
         ASSERT_NE(table, nullptr);
     }
-    fdrtest::LocalServices services;
+    const std::unique_ptr<fdrsim::Simulator> recorder = fdrtest::StartRecorder();
+    fdrsim::Simulator& services = *recorder;
     HostFederationTable* table = nullptr;
 };
 
@@ -122,83 +122,83 @@ TEST_F(HostSlotTable, EveryRequestSlotReachesItsOwnOperation) {
     const struct {
         int slot;
         std::function<void(T&, Args&)> call;  // arguments that only this slot's request carries
-        int port;
-        const char* method;
-        const char* target;  // path and raw query
-        const char* body;    // a part of the body that shows those arguments
+        const char* request;                  // port, method, path and raw query
+        const char* body;                     // a part of the body that shows those arguments
     } cases[] = {
         // clang-format off
         {1, [](T& t, Args& a) HOST_CALL { t.NotifyLogAddAutonomy(a.Member("L1")); },
-         10250, "POST", "/logs/autonomyList", "\"autonomy_lid\":\"L1\""},
+         "10250 POST /logs/autonomyList", "\"autonomy_lid\":\"L1\""},
         {2, [](T& t, Args& a) HOST_CALL { t.NotifyLogUpdateAutonomy(a.Member("L2")); },
-         10250, "POST", "/logs/updateList", "\"autonomy_lid\":\"L2\""},
+         "10250 POST /logs/updateList", "\"autonomy_lid\":\"L2\""},
         {3, [](T& t, Args& a) HOST_CALL { t.NotifyLogRemoveAutonomy(a.lid = "L3"); },
-         10250, "POST", "/logs/deleteList", "{\"autonomy_list\":[\"L3\"]}"},
+         "10250 POST /logs/deleteList", "{\"autonomy_list\":[\"L3\"]}"},
         {4, [](T& t, Args& a) HOST_CALL { t.NotifyLogTokenChange(a.x = "token 4"); },
-         10250, "PUT", "/logs/reload_autonomy", "token 4"},
+         "10250 PUT /logs/reload_autonomy", "token 4"},
         {5, [](T& t, Args& a) HOST_CALL { t.AuthGetToken(a.x = "id5", a.y = "s5", a.out); },
-         10229, "POST", "/token", "grant_type=client_credentials&client_id=id5&client_secret=s5&"},
+         "10229 POST /token", "grant_type=client_credentials&client_id=id5&client_secret=s5&"},
         {6, [](T& t, Args& a) HOST_CALL { t.AuthRefreshToken(a.x = "id6", a.y = "s6", a.out); },
-         10229, "POST", "/token", "grant_type=refresh_token&client_id=id6&client_secret=s6&"},
+         "10229 POST /token", "grant_type=refresh_token&client_id=id6&client_secret=s6&"},
         {7, [](T& t, Args& a) HOST_CALL { t.LoadFdrFederateSetting(a.out); },
-         10240, "GET", "/fdr/Service?type=1", ""},
+         "10240 GET /fdr/Service?type=1", ""},
         {8, [](T& t, Args& a) HOST_CALL { t.LoadFdrChannelSetting("L8", a.channels); },
-         10241, "GET", "/fdr/CmsChannel?autonomy_lid=L8", ""},
+         "10241 GET /fdr/CmsChannel?autonomy_lid=L8", ""},
         {9, [](T& t, Args& a) HOST_CALL { t.LoadFdrAutonomyListSetting(a.members); },
-         10240, "GET", "/fdr/Autonomies", ""},
+         "10240 GET /fdr/Autonomies", ""},
         {10, [](T& t, Args& a) HOST_CALL {
              t.SaveFdrAllChannelsSetting(a.Member("L10"), a.channels); },
-         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L10\",\"mode\":\"replace\""},
+         "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L10\",\"mode\":\"replace\""},
         {11, [](T& t, Args& a) HOST_CALL { t.AddFdrChannelSetting(a.lid = "L11", a.channels); },
-         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L11\",\"mode\":\"add\""},
+         "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L11\",\"mode\":\"add\""},
         {12, [](T& t, Args& a) HOST_CALL { t.RefreshFdrChannelSetting(a.lid = "L12", a.channels); },
-         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L12\",\"mode\":\"replace\""},
+         "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L12\",\"mode\":\"replace\""},
         {13, [](T& t, Args& a) HOST_CALL { t.UpdateFdrChannelSetting(a.lid = "L13", a.channels); },
-         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L13\",\"mode\":\"update\""},
+         "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L13\",\"mode\":\"update\""},
         {14, [](T& t, Args& a) HOST_CALL { t.RemoveFdrChannelSetting(a.lid = "L14", a.channels); },
-         10240, "PUT", "/fdr/CmsChannel", "\"autonomy_lid\":\"L14\",\"mode\":\"remove\""},
+         "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L14\",\"mode\":\"remove\""},
         {15, [](T& t, Args& a) HOST_CALL { t.GetFdrPrivilegeByUser(a.x = "user15", a.y, a.out); },
-         10240, "POST", "/fdr/CmsAccessPrivilegeReport?operator=admin", "[\"user15\"]"},
+         "10240 POST /fdr/CmsAccessPrivilegeReport?operator=admin", "[\"user15\"]"},
         {16, [](T& t, Args& a) HOST_CALL { t.GetFdrPrivilegeTime(a.out); },
-         10241, "GET", "/fdr/Config?key=priv_last_ts&section=fdrsystem", ""},
+         "10241 GET /fdr/Config?key=priv_last_ts&section=fdrsystem", ""},
         {17, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorAutonomyChange(a.Member("L17")); },
-         10228, "PUT", "/autonomy_changed", "\"autonomy_lid\":\"L17\""},
+         "10228 PUT /autonomy_changed", "\"autonomy_lid\":\"L17\""},
         {18, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorRemoveAutonomy(a.lid = "L18"); },
-         10228, "PUT", "/autonomy_changed", "[{\"autonomy_lid\":\"L18\",\"retrieve\":1}]"},
+         "10228 PUT /autonomy_changed", "[{\"autonomy_lid\":\"L18\",\"retrieve\":1}]"},
         {19, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorCameraStatusChange("L19", a.status); },
-         10228, "PUT", "/channel_status_changed", "\"autonomy_lid\":\"L19\""},
+         "10228 PUT /channel_status_changed", "\"autonomy_lid\":\"L19\""},
         {20, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorCameraListChange("L20", a.channels); },
-         10228, "PUT", "/channel_info_changed", "\"autonomy_lid\":\"L20\""},
+         "10228 PUT /channel_info_changed", "\"autonomy_lid\":\"L20\""},
         {21, [](T& t, Args&) HOST_CALL { t.NotifyArbitratorCameraListRefresh("L21"); },
-         10228, "PUT", "/channel_info_refresh", "{\"autonomy_lid\":\"L21\"}"},
+         "10228 PUT /channel_info_refresh", "{\"autonomy_lid\":\"L21\"}"},
         {22, [](T& t, Args&) HOST_CALL {
              t.NotifyArbitratorAutoModeChange({"L22", "n", "u", "p22", "a", 22}, "m22"); },
-         10227, "PUT", "/apply_autonomies",
+         "10227 PUT /apply_autonomies",
          "{\"autonomy_list\":[{\"lid\":\"L22\",\"lname\":\"n\",\"username\":\"u\",\"password\":"
          "\"cDIy\",\"server_mode\":\"m22\",\"address\":\"a\",\"group\":22}]}"},
         {23, [](T& t, Args&) HOST_CALL { t.NotifyDravoData("L23", "{\"k\":23}"); },
-         10223, "PUT", "/dravoService/notify", "\"autonomy_lid\":\t\"L23\""},
+         "10223 PUT /dravoService/notify", "\"autonomy_lid\":\t\"L23\""},
         {24, [](T& t, Args&) HOST_CALL { t.NotifyArbitratorRefreshReady(); },
-         10228, "PUT", "/autonomy_refresh_ready", ""},
+         "10228 PUT /autonomy_refresh_ready", ""},
         {25, [](T& t, Args& a) HOST_CALL { t.NotifyDravoServerAutonomyChange(a.Member("L25")); },
-         10223, "PUT", "/dravoService/notify", "\"autonomy_lid\":\"L25\""},
+         "10223 PUT /dravoService/notify", "\"autonomy_lid\":\"L25\""},
         {26, [](T& t, Args&) HOST_CALL { t.ChangeAutonomyMode("mode 26"); },
-         10235, "PUT", "/aggreatorService/system_info", "mode 26"},
+         "10235 PUT /aggreatorService/system_info", "mode 26"},
         {28, [](T& t, Args&) HOST_CALL { t.SaveFailOverInfo("failover 28"); },
-         10240, "PUT", "/cgi-bin/zelprocms/apis/fdr_cluster.cgi?action=failover_info",
+         "10240 PUT /cgi-bin/zelprocms/apis/fdr_cluster.cgi?action=failover_info",
          "failover 28"},
         // clang-format on
     };
     for (const auto& c : cases) {
         SCOPED_TRACE("slot " + std::to_string(c.slot));
-        services.ClearRequests();
+        services.Exchanges().Clear();
         Args args;
         c.call(*table, args);
-        const auto request = services.OnlyRequest();
-        EXPECT_EQ(request.port, c.port);
-        EXPECT_EQ(request.method, c.method);
-        EXPECT_EQ(request.target, c.target);
-        EXPECT_NE(request.body.find(c.body), std::string::npos) << request.body;
+        const auto requests = services.Exchanges().List();
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(
+            std::to_string(requests[0].port) + " " + requests[0].method + " " + requests[0].target,
+            c.request);
+        EXPECT_NE(requests[0].request_body.find(c.body), std::string::npos)
+            << requests[0].request_body;
     }
 }
 
@@ -224,7 +224,7 @@ TEST_F(HostSlotTable, EveryFormattingSlotReachesItsOwnOperation) {
         Args args;
         EXPECT_EQ(c.call(*table, args), c.output);
     }
-    EXPECT_TRUE(services.Requests().empty());
+    EXPECT_EQ(services.Exchanges().Count(), 0u);
 }
 
 }  // namespace

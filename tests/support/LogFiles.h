@@ -1,6 +1,10 @@
 // Reading what the library wrote to its log files during a test.
 #pragma once
 
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -8,22 +12,46 @@ namespace fdrtest {
 
 // Where the reference host utilities put the file of an absolute log path (they honour the
 // FDR_LOG_ROOT setting that the test runner gives every test).
-std::string LogFilePath(const std::string& absolute_path);
+inline std::string LogFilePath(const std::string& absolute_path) {
+    const char* root = std::getenv("FDR_LOG_ROOT");
+    return (root != nullptr && *root != '\0') ? std::string(root) + absolute_path : absolute_path;
+}
 
 // Remembers the end of a log file and returns the lines appended after it.
 class LogWatch {
   public:
-    explicit LogWatch(const std::string& absolute_path);
-    std::vector<std::string> NewLines() const;
+    explicit LogWatch(const std::string& absolute_path)
+        : file_(LogFilePath(absolute_path)), start_(Read(file_).size()) {}
+
+    std::vector<std::string> NewLines() const {
+        const std::string text = Read(file_);
+        // A rotation restarts the file; then everything in it is new.
+        std::istringstream in(text.size() >= start_ ? text.substr(start_) : text);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(in, line);) {
+            lines.push_back(line);
+        }
+        return lines;
+    }
 
   private:
+    static std::string Read(const std::string& file) {
+        std::ifstream in(file, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
     std::string file_;
-    long long start_ = 0;
+    size_t start_;
 };
 
 // The centre log, its debug companion and the aggregator log.
-LogWatch WatchCenterLog();
-LogWatch WatchCenterDebugLog();
-LogWatch WatchAggregatorLog();
+inline LogWatch WatchCenterLog() {
+    return LogWatch("/Kdbglog/.fdr_center_log/.center.log");
+}
+inline LogWatch WatchCenterDebugLog() {
+    return LogWatch("/Kdbglog/.fdr_center_log/.center_debug.log");
+}
+inline LogWatch WatchAggregatorLog() {
+    return LogWatch("/Kdbglog/.fdr_center_log/.aggregator.log");
+}
 
 }  // namespace fdrtest
