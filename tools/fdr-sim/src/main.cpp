@@ -13,7 +13,7 @@
 #include "JsonText.h"
 #include "Simulator.h"
 #include "Transcript.h"
-#include "admin/AdminServer.h"
+#include "AdminServer.h"
 
 using namespace fdrsim;
 
