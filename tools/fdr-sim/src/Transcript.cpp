@@ -1,7 +1,5 @@
 #include "Transcript.h"
 
-#include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
@@ -75,22 +73,6 @@ std::string ReadableLine(const Exchange& exchange) {
         out << ']';
     }
     return out.str();
-}
-
-bool TranscriptFile::Open(const std::string& path, std::string* error) {
-    out_.open(path, std::ios::out | std::ios::trunc);
-    if (!out_) {
-        if (error != nullptr) {
-            *error = "cannot write the transcript " + path + ": " + std::strerror(errno);
-        }
-        return false;
-    }
-    return true;
-}
-
-void TranscriptFile::Write(const Exchange& exchange) {
-    // Flushed per line, so that a reader of the file sees each exchange as it happens.
-    out_ << TranscriptLine(exchange) << std::endl;
 }
 
 }  // namespace fdrsim

@@ -99,52 +99,44 @@ std::optional<Service> ReadService(const std::string& text, std::string* error) 
 std::optional<JournalQuery> ReadJournalQuery(const QueryParams& params, bool for_wait,
                                              std::string* error) {
     JournalQuery query;
-    for (const auto& [key, value] : params) {
+    // Only the first value of a repeated parameter counts.
+    for (auto it = params.begin(); it != params.end(); it = params.upper_bound(it->first)) {
+        const auto& [key, value] = *it;
         uint64_t number = 0;
-        std::string problem;
+        bool ok = false;
+        std::string problem = "unknown parameter \"" + key + "\"";
         if (key == "service") {
-            const auto service = ReadService(value, error);
-            if (!service) {
-                return std::nullopt;
-            }
-            query.filter.service = *service;
+            query.filter.service = ReadService(value, &problem);
+            ok = query.filter.service.has_value();
         } else if (key == "method") {
-            if (value.empty() ||
-                value.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") != std::string::npos) {
-                problem = "\"method\" must be an upper-case HTTP method, e.g. PUT";
-            }
+            ok = !value.empty() &&
+                 value.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos;
+            problem = "\"method\" must be an upper-case HTTP method, e.g. PUT";
             query.filter.method = value;
         } else if (key == "path") {
-            if (value.empty() || value[0] != '/' || value.find('?') != std::string::npos) {
-                problem = "\"path\" must start with / and hold no query, e.g. /fdr/Autonomies";
-            }
+            ok = !value.empty() && value[0] == '/' && value.find('?') == std::string::npos;
+            problem = "\"path\" must start with / and hold no query, e.g. /fdr/Autonomies";
             query.filter.path = value;
         } else if (key == "since") {
-            if (!ReadWholeNumber(value, 18, 0, UINT64_MAX, number)) {
-                problem = "\"since\" must be an exchange id (a whole number)";
-            }
-            query.filter.after_id = number;
+            ok = ReadWholeNumber(value, 18, 0, UINT64_MAX, query.filter.after_id);
+            problem = "\"since\" must be an exchange id (a whole number)";
         } else if (key == "text" && !for_wait) {
+            ok = true;
             query.text = value;
         } else if (key == "limit" && !for_wait) {
-            if (!ReadWholeNumber(value, 18, 1, kLongestList, number)) {
-                problem = "\"limit\" must be a whole number from 1 to 10000";
-            }
+            ok = ReadWholeNumber(value, 18, 1, kLongestList, number);
+            problem = "\"limit\" must be a whole number from 1 to 10000";
             query.limit = number;
         } else if (key == "bodies" && !for_wait) {
-            if (value != "0" && value != "1") {
-                problem = "\"bodies\" must be 0 or 1";
-            }
+            ok = value == "0" || value == "1";
+            problem = "\"bodies\" must be 0 or 1";
             query.bodies = value == "1";
         } else if (key == "timeout_ms" && for_wait) {
-            if (!ReadWholeNumber(value, 18, 0, kLongestWait.count(), number)) {
-                problem = "\"timeout_ms\" must be a whole number from 0 to 60000";
-            }
+            ok = ReadWholeNumber(value, 18, 0, kLongestWait.count(), number);
+            problem = "\"timeout_ms\" must be a whole number from 0 to 60000";
             query.timeout = std::chrono::milliseconds(number);
-        } else {
-            problem = "unknown parameter \"" + key + "\"";
         }
-        if (!problem.empty()) {
+        if (!ok) {
             Fail(error, problem);
             return std::nullopt;
         }

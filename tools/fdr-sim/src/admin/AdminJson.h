@@ -14,8 +14,8 @@
 
 namespace fdrsim::admin {
 
-// The query parameters of a request, the first value of each.
-using QueryParams = std::map<std::string, std::string>;
+// The query parameters of a request, decoded, in the order of their names.
+using QueryParams = std::multimap<std::string, std::string>;
 
 struct JournalQuery {
     ExchangeFilter filter;

@@ -27,14 +27,6 @@ void Refuse(httplib::Response& res, int status, const std::string& reason) {
     Answer(res, status, body);
 }
 
-QueryParams FirstValues(const httplib::Request& req) {
-    QueryParams params;
-    for (const auto& [key, value] : req.params) {
-        params.emplace(key, value);  // keeps the first of a repeated key
-    }
-    return params;
-}
-
 Json::Value ServiceJson(const Simulator& simulator, const ServiceInfo& info) {
     Json::Value out(Json::objectValue);
     out["key"] = info.key;
@@ -62,7 +54,7 @@ bool MentionsText(const Exchange& exchange, const std::string& text) {
 
 void ListExchanges(Simulator& simulator, const httplib::Request& req, httplib::Response& res) {
     std::string error;
-    const auto query = ReadJournalQuery(FirstValues(req), false, &error);
+    const auto query = ReadJournalQuery(req.params, false, &error);
     if (!query) {
         return Refuse(res, 400, error);
     }
@@ -89,7 +81,7 @@ void ListExchanges(Simulator& simulator, const httplib::Request& req, httplib::R
 void WaitForExchange(Simulator& simulator, const std::atomic<bool>& stopping,
                      const httplib::Request& req, httplib::Response& res) {
     std::string error;
-    const auto query = ReadJournalQuery(FirstValues(req), true, &error);
+    const auto query = ReadJournalQuery(req.params, true, &error);
     if (!query) {
         return Refuse(res, 400, error);
     }
