@@ -6,6 +6,9 @@
 
 namespace fdrsim {
 
+// usage.txt, compiled in (Texts.cpp.in); "{services}" stands for the list of services.
+const std::string& UsageTemplate();
+
 namespace {
 
 // "Services: <port> <key>, ...", wrapped under its own start.
@@ -107,34 +110,8 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine& out, std::
 }
 
 std::string UsageText() {
-    return R"(Usage: fdr-sim [options]
-
-Simulates the eight local services of a recording server on 127.0.0.1, backed by an
-in-memory federation, and shows every exchange.
-
-Options:
-  --seed FILE           load the federation from FILE (JSON) instead of the built-in sample
-  --transcript FILE     write every exchange to FILE as one JSON line
-  --ready-file FILE     write FILE once every service listens; removed again on exit
-  --fault PORT:MODE     make one service misbehave; PORT is its fixed port or its name;
-                        MODE is refuse, stall, status, 500, 404, garbage, close-early,
-                        reset-early, drip, huge, invalid-http, deep-nesting or none
-                        (repeatable)
-  --token-ttl SECONDS   lifetime of access tokens (default 3600)
-  --refresh-ttl SECONDS lifetime of refresh tokens (default 86400)
-  --port SERVICE=PORT   listen on another port (0: any free port) (repeatable)
-  --any-ports           every service on a free port (see the ready file for which)
-  --admin-port PORT     the control API and live console on 127.0.0.1 (default 10299, or a
-                        free port with --any-ports; 0: any free port, see the ready file)
-  --quiet               print nothing but errors
-  --print-sample-seed   print the built-in federation as a seed file and exit
-  --version             print the version and exit
-  --help                print this text and exit
-
-)" + ServiceList() +
-           R"(
-Stops cleanly on SIGINT (Ctrl-C) or SIGTERM.
-)";
+    std::string text = UsageTemplate();
+    return text.replace(text.find("{services}"), 10, ServiceList());
 }
 
 }  // namespace fdrsim

@@ -9,7 +9,7 @@
 
 namespace fdrsim::admin {
 
-// The console page, console.html compiled in (ConsolePage.cpp.in).
+// The console page, console.html compiled in (Texts.cpp.in).
 const std::string& ConsolePageHtml();
 
 namespace {
