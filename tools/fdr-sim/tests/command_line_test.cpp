@@ -1,4 +1,5 @@
-// The options of fdr-sim: what they set, and how a bad one is refused.
+// The options of fdr-sim: what they set, and the edges of what they refuse (the program cases
+// in cases/ pin the messages as printed).
 #include <gtest/gtest.h>
 
 #include "CommandLine.h"
@@ -41,28 +42,16 @@ TEST(CommandLine, TheControlApiTakesAFreePortBesideServicesOnFreePorts) {
     }
 }
 
-TEST(CommandLine, RefusesBadArgumentsWithAReason) {
+TEST(CommandLine, RefusesTheEdgesOfEachValue) {
     const struct {
         std::vector<const char*> args;
         const char* error;
     } cases[] = {
-        {{"--fault", "10240"}, "bad --fault \"10240\": expected PORT:MODE"},
-        {{"--fault", "9999:stall"},
-         "bad --fault \"9999:stall\": no service on port or named \"9999\""},
-        {{"--fault"}, "--fault needs PORT:MODE"},
-        {{"--token-ttl", "0"}, "--token-ttl needs a whole number of seconds above 0"},
-        {{"--refresh-ttl=99999999999999999999"},
-         "--refresh-ttl needs a whole number of seconds above 0"},
-        {{"--port", "token=70000"},
-         "--port needs SERVICE=PORT, e.g. token=18229 (0: any free port)"},
-        {{"--port", "printer=1"}, "--port needs SERVICE=PORT, e.g. token=18229 (0: any free port)"},
         {{"--port", "token=000080"},
          "--port needs SERVICE=PORT, e.g. token=18229 (0: any free port)"},
-        {{"--seed"}, "--seed needs a file name"},
-        {{"--ready-file="}, "--ready-file needs a file name"},
-        {{"--verbose"}, "unknown option --verbose"},
-        {{"-h=1"}, "unknown option -h=1"},
         {{"--admin-port", "65536"}, "--admin-port needs a port number (0: any free port)"},
+        {{"--ready-file="}, "--ready-file needs a file name"},
+        {{"-h=1"}, "unknown option -h=1"},
     };
     for (const auto& c : cases) {
         CommandLine out;
