@@ -1,65 +1,46 @@
 #include "CommandLine.h"
 
-#include <cerrno>
-#include <cstdlib>
+#include <map>
+
+#include "WholeNumber.h"
 
 namespace fdrsim {
+
+// usage.txt, compiled in (Texts.cpp.in); "{services}" stands for the list of services.
+const std::string& UsageTemplate();
 
 namespace {
 
 // "Services: <port> <key>, ...", wrapped under its own start.
 std::string ServiceList() {
-    constexpr size_t kWidth = 96;
-    std::string out;
-    std::string line = "Services:";
+    std::string out = "Services:";
+    size_t line_start = 0;
     for (const ServiceInfo& info : AllServices()) {
         const std::string entry = " " + std::to_string(info.port) + " " + info.key + ",";
-        if (line.size() + entry.size() > kWidth) {
-            out += line + "\n";
-            line = std::string(9, ' ');
+        if (out.size() - line_start + entry.size() > 96) {
+            out += "\n";
+            line_start = out.size();
+            out += std::string(9, ' ');
         }
-        line += entry;
+        out += entry;
     }
-    line.pop_back();  // the last entry's comma
-    return out + line;
-}
-
-bool ParseSeconds(const std::string& text, std::chrono::seconds& out) {
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) {
-        return false;
-    }
-    errno = 0;
-    const long long value = std::strtoll(text.c_str(), nullptr, 10);
-    if (errno != 0 || value <= 0) {
-        return false;
-    }
-    out = std::chrono::seconds(value);
-    return true;
-}
-
-// "SERVICE=PORT" or "FIXEDPORT=PORT".
-bool ParsePort(const std::string& text, std::map<Service, int>& ports) {
-    const size_t eq = text.find('=');
-    if (eq == std::string::npos) {
-        return false;
-    }
-    const ServiceInfo* service = FindService(text.substr(0, eq));
-    const std::string number = text.substr(eq + 1);
-    if (service == nullptr || number.empty() || number.size() > 5 ||
-        number.find_first_not_of("0123456789") != std::string::npos) {
-        return false;
-    }
-    const int port = std::atoi(number.c_str());
-    if (port > 65535) {
-        return false;
-    }
-    ports[service->id] = port;
-    return true;
+    out.pop_back();  // the last entry's comma
+    return out;
 }
 
 }  // namespace
 
 bool ParseCommandLine(int argc, const char* const* argv, CommandLine& out, std::string* error) {
+    const std::map<std::string, bool*> switches = {{"--help", &out.help},
+                                                   {"-h", &out.help},
+                                                   {"--version", &out.version},
+                                                   {"--quiet", &out.quiet},
+                                                   {"-q", &out.quiet},
+                                                   {"--any-ports", &out.simulator.any_ports},
+                                                   {"--print-sample-seed", &out.print_sample_seed}};
+    const std::map<std::string, std::string*> files = {{"--seed", &out.seed_path},
+                                                       {"--transcript", &out.transcript_path},
+                                                       {"--ready-file", &out.ready_file}};
     auto fail = [&](const std::string& reason) {
         if (error != nullptr) {
             *error = reason;
@@ -69,108 +50,68 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine& out, std::
     bool admin_port_given = false;
     for (int i = 0; i < argc; ++i) {
         const std::string arg = argv[i];
-        // Options with a value take it from the next argument or after "=".
-        std::string name = arg;
-        std::string value;
-        bool has_value = false;
-        if (arg.rfind("--", 0) == 0 && arg.find('=') != std::string::npos) {
-            name = arg.substr(0, arg.find('='));
-            value = arg.substr(arg.find('=') + 1);
-            has_value = true;
-        }
-        auto take = [&]() -> bool {
-            if (has_value) {
+        // Options with a value take it after "=" or from the next argument.
+        const size_t eq = arg.rfind("--", 0) == 0 ? arg.find('=') : std::string::npos;
+        const std::string name = arg.substr(0, eq);
+        std::string value = eq == std::string::npos ? "" : arg.substr(eq + 1);
+        const auto take = [&]() {
+            if (eq == std::string::npos && i + 1 < argc) {
+                value = argv[++i];
                 return true;
             }
-            if (i + 1 >= argc) {
-                return false;
-            }
-            value = argv[++i];
-            return true;
+            return eq != std::string::npos;
         };
-        if (name == "--help" || name == "-h") {
-            out.help = true;
-        } else if (name == "--version") {
-            out.version = true;
-        } else if (name == "--quiet" || name == "-q") {
-            out.quiet = true;
-        } else if (name == "--any-ports") {
-            out.any_ports = true;
-        } else if (name == "--print-sample-seed") {
-            out.print_sample_seed = true;
-        } else if (name == "--seed" || name == "--transcript" || name == "--ready-file") {
+        uint64_t number = 0;
+        if (switches.count(name) != 0) {
+            *switches.at(name) = true;
+        } else if (files.count(name) != 0) {
             if (!take() || value.empty()) {
                 return fail(name + " needs a file name");
             }
-            std::string* file = name == "--seed"         ? &out.seed_path
-                                : name == "--transcript" ? &out.transcript_path
-                                                         : &out.ready_file;
-            *file = value;
+            *files.at(name) = value;
         } else if (name == "--fault") {
             if (!take()) {
                 return fail("--fault needs PORT:MODE");
             }
-            auto fault = ParseFault(value, error);
+            const auto fault = ParseFault(value, error);
             if (!fault) {
                 return false;
             }
-            out.faults[fault->service] = fault->mode;
+            out.simulator.faults[fault->service] = fault->mode;
         } else if (name == "--port") {
-            if (!take() || !ParsePort(value, out.ports)) {
+            // SERVICE=PORT, the service by its key or its fixed port.
+            const size_t at = take() ? value.find('=') : std::string::npos;
+            const ServiceInfo* service =
+                at == std::string::npos ? nullptr : FindService(value.substr(0, at));
+            if (service == nullptr || !ReadWholeNumber(value.substr(at + 1), 5, 0, 65535, number)) {
                 return fail("--port needs SERVICE=PORT, e.g. token=18229 (0: any free port)");
             }
+            out.simulator.ports[service->id] = static_cast<int>(number);
         } else if (name == "--admin-port") {
-            if (!take() || value.empty() || value.size() > 5 ||
-                value.find_first_not_of("0123456789") != std::string::npos ||
-                std::atoi(value.c_str()) > 65535) {
+            if (!take() || !ReadWholeNumber(value, 5, 0, 65535, number)) {
                 return fail("--admin-port needs a port number (0: any free port)");
             }
-            out.admin_port = std::atoi(value.c_str());
+            out.admin_port = static_cast<int>(number);
             admin_port_given = true;
         } else if (name == "--token-ttl" || name == "--refresh-ttl") {
-            if (!take() ||
-                !ParseSeconds(value, name == "--token-ttl" ? out.token_ttl : out.refresh_ttl)) {
+            if (!take() || !ReadWholeNumber(value, value.size(), 1, INT64_MAX, number)) {
                 return fail(name + " needs a whole number of seconds above 0");
             }
+            auto& ttl = name == "--token-ttl" ? out.simulator.token_ttl : out.simulator.refresh_ttl;
+            ttl = std::chrono::seconds(number);
         } else {
             return fail("unknown option " + arg);
         }
     }
-    if (out.any_ports && !admin_port_given) {
+    if (out.simulator.any_ports && !admin_port_given) {
         out.admin_port = 0;
     }
     return true;
 }
 
 std::string UsageText() {
-    return R"(Usage: fdr-sim [options]
-
-Simulates the eight local services of a recording server on 127.0.0.1, backed by an
-in-memory federation, and shows every exchange.
-
-Options:
-  --seed FILE           load the federation from FILE (JSON) instead of the built-in sample
-  --transcript FILE     write every exchange to FILE as one JSON line
-  --ready-file FILE     write FILE once every service listens; removed again on exit
-  --fault PORT:MODE     make one service misbehave; PORT is its fixed port or its name;
-                        MODE is refuse, stall, status, 500, 404, garbage, close-early,
-                        reset-early, drip, huge, invalid-http, deep-nesting or none
-                        (repeatable)
-  --token-ttl SECONDS   lifetime of access tokens (default 3600)
-  --refresh-ttl SECONDS lifetime of refresh tokens (default 86400)
-  --port SERVICE=PORT   listen on another port (0: any free port) (repeatable)
-  --any-ports           every service on a free port (see the ready file for which)
-  --admin-port PORT     the control API and live console on 127.0.0.1 (default 10299, or a
-                        free port with --any-ports; 0: any free port, see the ready file)
-  --quiet               print nothing but errors
-  --print-sample-seed   print the built-in federation as a seed file and exit
-  --version             print the version and exit
-  --help                print this text and exit
-
-)" + ServiceList() +
-           R"(
-Stops cleanly on SIGINT (Ctrl-C) or SIGTERM.
-)";
+    std::string text = UsageTemplate();
+    return text.replace(text.find("{services}"), 10, ServiceList());
 }
 
 }  // namespace fdrsim

@@ -1,12 +1,9 @@
 // The command line of the fdr-sim program.
 #pragma once
 
-#include <chrono>
-#include <map>
 #include <string>
 
-#include "Faults.h"
-#include "ServiceTable.h"
+#include "Simulator.h"
 
 namespace fdrsim {
 
@@ -14,17 +11,13 @@ namespace fdrsim {
 inline constexpr int kDefaultAdminPort = 10299;
 
 struct CommandLine {
+    SimulatorOptions simulator;   // the ports, faults and token lifetimes given
     std::string seed_path;        // empty: the built-in sample federation
     std::string transcript_path;  // empty: no transcript file
     std::string ready_file;       // empty: none
-    std::map<Service, FaultMode> faults;
-    std::map<Service, int> ports;
-    bool any_ports = false;
     // The control API's port; 0 picks a free one. Defaults to kDefaultAdminPort, or to a free
     // port with --any-ports, so that simulators on free ports never contend for it.
     int admin_port = kDefaultAdminPort;
-    std::chrono::seconds token_ttl{3600};
-    std::chrono::seconds refresh_ttl{86400};
     bool quiet = false;
     bool help = false;
     bool version = false;

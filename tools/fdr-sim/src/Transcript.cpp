@@ -1,7 +1,6 @@
 #include "Transcript.h"
 
-#include <cerrno>
-#include <cstring>
+#include <cstdio>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
@@ -13,22 +12,19 @@ namespace fdrsim {
 
 namespace {
 
+// "2024-05-14T09:30:00.123Z" in UTC, or "09:30:00.123" in local time.
 std::string FormatTime(std::chrono::system_clock::time_point time, bool utc) {
-    const auto since_epoch = time.time_since_epoch();
-    const std::time_t seconds =
-        std::chrono::duration_cast<std::chrono::seconds>(since_epoch).count();
     const auto millis =
-        std::chrono::duration_cast<std::chrono::milliseconds>(since_epoch).count() % 1000;
+        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+    const std::time_t seconds = millis / 1000;
     std::tm parts{};
-    if (utc) {
-        gmtime_r(&seconds, &parts);
-    } else {
-        localtime_r(&seconds, &parts);
-    }
-    std::ostringstream out;
-    out << std::put_time(&parts, utc ? "%Y-%m-%dT%H:%M:%S" : "%H:%M:%S") << '.' << std::setw(3)
-        << std::setfill('0') << millis << (utc ? "Z" : "");
-    return out.str();
+    utc ? gmtime_r(&seconds, &parts) : localtime_r(&seconds, &parts);
+    char text[64];
+    const size_t length =
+        std::strftime(text, sizeof text, utc ? "%Y-%m-%dT%H:%M:%S" : "%H:%M:%S", &parts);
+    std::snprintf(text + length, sizeof text - length, ".%03d%s", static_cast<int>(millis % 1000),
+                  utc ? "Z" : "");
+    return text;
 }
 
 }  // namespace
@@ -75,22 +71,6 @@ std::string ReadableLine(const Exchange& exchange) {
         out << ']';
     }
     return out.str();
-}
-
-bool TranscriptFile::Open(const std::string& path, std::string* error) {
-    out_.open(path, std::ios::out | std::ios::trunc);
-    if (!out_) {
-        if (error != nullptr) {
-            *error = "cannot write the transcript " + path + ": " + std::strerror(errno);
-        }
-        return false;
-    }
-    return true;
-}
-
-void TranscriptFile::Write(const Exchange& exchange) {
-    // Flushed per line, so that a reader of the file sees each exchange as it happens.
-    out_ << TranscriptLine(exchange) << std::endl;
 }
 
 }  // namespace fdrsim

@@ -2,7 +2,6 @@
 // line for the console.
 #pragma once
 
-#include <fstream>
 #include <string>
 
 #include "Exchange.h"
@@ -17,15 +16,5 @@ std::string TranscriptLine(const Exchange& exchange);
 // "09:30:00.123  arbitrator        PUT  /channel_info_refresh  200  in 27 B  out 2 B  [flags]",
 // local time; problems are marked with "!".
 std::string ReadableLine(const Exchange& exchange);
-
-// A transcript file, truncated when opened, one flushed line per exchange.
-class TranscriptFile {
-  public:
-    bool Open(const std::string& path, std::string* error);
-    void Write(const Exchange& exchange);
-
-  private:
-    std::ofstream out_;
-};
 
 }  // namespace fdrsim

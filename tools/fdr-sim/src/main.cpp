@@ -4,16 +4,17 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
 
+#include "AdminServer.h"
 #include "CommandLine.h"
 #include "JsonText.h"
-#include "Simulator.h"
 #include "Transcript.h"
-#include "admin/AdminServer.h"
 
 using namespace fdrsim;
 
@@ -25,30 +26,26 @@ int Fail(const std::string& message, int status) {
 }
 
 void PrintBanner(Simulator& simulator, int admin_port) {
+    const FederationSeed federation = simulator.Federation().Snapshot();
     size_t channels = 0;
-    const auto members = simulator.Federation().Members();
-    for (const auto& member : members) {
-        channels += simulator.Federation()
-                        .Channels(member.autonomy_lid)
-                        .value_or(std::vector<StoredChannel>{})
-                        .size();
+    for (const auto& member : federation.members) {
+        channels += member.channels.size();
     }
-    std::cout << "fdr-sim: federation " << simulator.Federation().Guid() << ", " << members.size()
+    std::cout << "fdr-sim: federation " << federation.guid << ", " << federation.members.size()
               << " members, " << channels << " channels\n";
     for (const auto& info : AllServices()) {
+        const FaultMode fault = simulator.FaultOf(info.id).mode;
         std::cout << "  " << std::setw(5) << simulator.PortOf(info.id) << "  " << std::left
                   << std::setw(18) << info.key;
-        const FaultMode fault = simulator.FaultOf(info.id).mode;
         if (fault != FaultMode::None) {
             std::cout << std::setw(34) << info.name << "fault: " << FaultName(fault);
         } else {
             std::cout << info.name;
         }
-        std::cout << std::right;
-        std::cout << '\n';
+        std::cout << std::right << '\n';
     }
-    std::cout << "fdr-sim: console and control API on http://127.0.0.1:" << admin_port << "/\n";
-    std::cout << "fdr-sim: ready; Ctrl-C stops" << std::endl;
+    std::cout << "fdr-sim: console and control API on http://127.0.0.1:" << admin_port << "/\n"
+              << "fdr-sim: ready; Ctrl-C stops" << std::endl;
 }
 
 // Written to a temporary name and renamed, so that a waiting parent never reads half a file.
@@ -57,26 +54,17 @@ bool WriteReadyFile(const std::string& path, Simulator& simulator, int admin_por
     Json::Value ready(Json::objectValue);
     ready["pid"] = static_cast<Json::Int64>(getpid());
     for (const auto& info : AllServices()) {
-        Json::Value service(Json::objectValue);
-        service["port"] = simulator.PortOf(info.id);
-        service["fault"] = FaultName(simulator.FaultOf(info.id).mode);
-        ready["services"][info.key] = service;
+        ready["services"][info.key]["port"] = simulator.PortOf(info.id);
+        ready["services"][info.key]["fault"] = FaultName(simulator.FaultOf(info.id).mode);
     }
     ready["admin"]["port"] = admin_port;
     const std::string temporary = path + ".tmp";
-    {
-        std::ofstream out(temporary, std::ios::trunc);
-        out << CompactJson(ready) << '\n';
-        if (!out.flush()) {
-            *error = "cannot write the ready file " + temporary;
-            return false;
-        }
-    }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+    if (!(std::ofstream(temporary, std::ios::trunc) << CompactJson(ready) << '\n').flush()) {
+        *error = "cannot write the ready file " + temporary;
+    } else if (std::rename(temporary.c_str(), path.c_str()) != 0) {
         *error = "cannot create the ready file " + path;
-        return false;
     }
-    return true;
+    return error->empty();
 }
 
 }  // namespace
@@ -87,29 +75,26 @@ int main(int argc, char** argv) {
     if (!ParseCommandLine(argc - 1, argv + 1, command, &error)) {
         return Fail(error + "\nTry 'fdr-sim --help'.", 2);
     }
-    if (command.help) {
-        std::cout << UsageText();
+    if (command.help || command.version || command.print_sample_seed) {
+        std::cout << (command.help      ? UsageText()
+                      : command.version ? "fdr-sim " FDR_SIM_VERSION "\n"
+                                        : SampleSeedText());
         return 0;
     }
-    if (command.version) {
-        std::cout << "fdr-sim " << FDR_SIM_VERSION << '\n';
-        return 0;
-    }
-    if (command.print_sample_seed) {
-        std::cout << SampleSeedText();
-        return 0;
-    }
-
-    SimulatorOptions options;
     if (!command.seed_path.empty() &&
-        !LoadSeedFile(command.seed_path, options.federation, &error)) {
+        !LoadSeedFile(command.seed_path, command.simulator.federation, &error)) {
         return Fail(error, 1);
     }
-    options.ports = command.ports;
-    options.any_ports = command.any_ports;
-    options.faults = command.faults;
-    options.token_ttl = command.token_ttl;
-    options.refresh_ttl = command.refresh_ttl;
+    // The transcript outlives the simulator, whose services write to it.
+    std::ofstream transcript;
+    if (!command.transcript_path.empty()) {
+        transcript.open(command.transcript_path, std::ios::out | std::ios::trunc);
+        if (!transcript) {
+            return Fail("cannot write the transcript " + command.transcript_path + ": " +
+                            std::strerror(errno),
+                        1);
+        }
+    }
 
     // Blocked before any thread starts, so that every thread inherits the mask and the
     // signals reach only the sigwait below.
@@ -120,24 +105,18 @@ int main(int argc, char** argv) {
     pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
 
-    TranscriptFile transcript;  // outlives the simulator, whose services write to it
-    Simulator simulator(std::move(options));
-    if (!command.transcript_path.empty()) {
-        if (!transcript.Open(command.transcript_path, &error)) {
-            return Fail(error, 1);
-        }
-        simulator.Exchanges().AddSink([&transcript](const Exchange& e) { transcript.Write(e); });
+    Simulator simulator(std::move(command.simulator));
+    if (transcript.is_open()) {
+        // Flushed per line, so that a reader of the file sees each exchange as it happens.
+        simulator.Exchanges().AddSink(
+            [&transcript](const Exchange& e) { transcript << TranscriptLine(e) << std::endl; });
     }
     if (!command.quiet) {
         simulator.Exchanges().AddSink(
             [](const Exchange& e) { std::cout << ReadableLine(e) << std::endl; });
     }
-    if (!simulator.Start(&error)) {
-        return Fail(error, 1);
-    }
     admin::AdminServer admin(simulator);
-    if (!admin.Start(command.admin_port, &error)) {
-        simulator.Stop();
+    if (!simulator.Start(&error) || !admin.Start(command.admin_port, &error)) {
         return Fail(error, 1);
     }
     if (!command.quiet) {
@@ -145,8 +124,6 @@ int main(int argc, char** argv) {
     }
     if (!command.ready_file.empty() &&
         !WriteReadyFile(command.ready_file, simulator, admin.port(), &error)) {
-        admin.Stop();
-        simulator.Stop();
         return Fail(error, 1);
     }
 

@@ -1,4 +1,5 @@
-// The options of fdr-sim, and what it refuses.
+// The options of fdr-sim: what they set, and the edges of what they refuse (the program cases
+// in cases/ pin the messages as printed).
 #include <gtest/gtest.h>
 
 #include "CommandLine.h"
@@ -13,14 +14,15 @@ bool Parse(std::vector<const char*> args, CommandLine& out, std::string* error =
 TEST(CommandLine, RepeatedFaultsAndPortsAccumulateByPortOrName) {
     CommandLine out;
     ASSERT_TRUE(Parse({"--fault", "10240:stall", "--fault", "token:close-early", "--port",
-                       "arbitrator=0", "--port", "10229=18229", "--token-ttl=5"},
+                       "arbitrator=0", "--port", "10229=18229", "--token-ttl=5", "-q"},
                       out));
-    EXPECT_EQ(out.faults,
+    EXPECT_EQ(out.simulator.faults,
               (std::map<Service, FaultMode>{{Service::FederationWrites, FaultMode::Stall},
                                             {Service::Token, FaultMode::CloseEarly}}));
-    EXPECT_EQ(out.ports,
+    EXPECT_EQ(out.simulator.ports,
               (std::map<Service, int>{{Service::Arbitrator, 0}, {Service::Token, 18229}}));
-    EXPECT_EQ(out.token_ttl.count(), 5);
+    EXPECT_EQ(out.simulator.token_ttl.count(), 5);
+    EXPECT_TRUE(out.quiet);
 }
 
 TEST(CommandLine, TheControlApiTakesAFreePortBesideServicesOnFreePorts) {
@@ -40,25 +42,22 @@ TEST(CommandLine, TheControlApiTakesAFreePortBesideServicesOnFreePorts) {
     }
 }
 
-TEST(CommandLine, RefusesBadArgumentsWithAReason) {
+TEST(CommandLine, RefusesTheEdgesOfEachValue) {
     const struct {
         std::vector<const char*> args;
         const char* error;
     } cases[] = {
-        {{"--fault", "10240"}, "expected PORT:MODE"},
-        {{"--fault", "9999:stall"}, "no service on port or named \"9999\""},
-        {{"--fault", "10240:explode"}, "unknown mode \"explode\""},
-        {{"--token-ttl", "0"}, "--token-ttl needs a whole number"},
-        {{"--port", "token=70000"}, "--port needs SERVICE=PORT"},
-        {{"--seed"}, "--seed needs a file name"},
-        {{"--verbose"}, "unknown option --verbose"},
-        {{"--admin-port", "70000"}, "--admin-port needs a port number"},
+        {{"--port", "token=000080"},
+         "--port needs SERVICE=PORT, e.g. token=18229 (0: any free port)"},
+        {{"--admin-port", "65536"}, "--admin-port needs a port number (0: any free port)"},
+        {{"--ready-file="}, "--ready-file needs a file name"},
+        {{"-h=1"}, "unknown option -h=1"},
     };
     for (const auto& c : cases) {
         CommandLine out;
         std::string error;
         EXPECT_FALSE(Parse(c.args, out, &error)) << c.error;
-        EXPECT_NE(error.find(c.error), std::string::npos) << error;
+        EXPECT_EQ(error, c.error);
     }
 }
 

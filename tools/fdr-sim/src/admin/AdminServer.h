@@ -1,5 +1,6 @@
-// The control API and the live console of fdr-sim, served on one port of 127.0.0.1 beside the
-// simulated services, on a thread of its own.
+// The control API (routes under /api, see the admin documentation) and the live console of
+// fdr-sim, served by cpp-httplib on one port of 127.0.0.1 beside the simulated services, on a
+// thread of its own.
 #pragma once
 
 #include <atomic>
@@ -31,6 +32,8 @@ class AdminServer {
     int port() const { return port_; }
 
   private:
+    void AddRoutes();
+
     Simulator& simulator_;
     std::unique_ptr<httplib::Server> server_;
     std::atomic<bool> stopping_{false};
