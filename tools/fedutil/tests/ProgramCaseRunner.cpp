@@ -9,6 +9,7 @@
 //   background: WORDS   a program to run around the case (stopped with SIGTERM afterwards)
 //   ready: PATH         wait until the background program has made this file
 //   listen: PORT        hold 127.0.0.1:PORT open while the program runs
+//   label: NAME         a CTest label for the case (add_program_cases reads it)
 //   mask: REGEX => TEXT replace what varies from run to run in everything compared; may repeat
 //   exit: N             the expected exit status (default 0)
 // Sections start with "--- NAME" and hold the lines up to the next section:
