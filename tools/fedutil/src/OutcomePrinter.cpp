@@ -6,7 +6,7 @@
 
 #include "Errors.h"
 #include "JsonOutput.h"
-#include "RecordJson.h"
+#include "RecordFiles.h"
 #include "ResultCodes.h"
 #include "json/JsonNumber.h"
 
