@@ -171,16 +171,16 @@ void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& op
 
 std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& outcome,
                         const std::string& library_path) {
-    JsonTree root = NewObject();
+    JsonTree root = JsonTree(cJSON_CreateObject());
     AddText(root.get(), "operation", operation.name);
     AddText(root.get(), "library", library_path);
-    Add(root.get(), "result", fdr::json::MakeInt32(outcome.result));
+    fdr::jsontree::AddInt32(root.get(), "result", outcome.result);
     AddText(root.get(), "result_hex", HexResult(outcome.result));
     AddText(root.get(), "meaning",
             DescribeResult(outcome.result, operation.result_kind, outcome.console));
-    Add(root.get(), "exit_status", fdr::json::MakeInt32(ExitStatusForResult(outcome.result)));
+    fdr::jsontree::AddInt32(root.get(), "exit_status", ExitStatusForResult(outcome.result));
 
-    JsonTree outputs = NewObject();
+    JsonTree outputs = JsonTree(cJSON_CreateObject());
     for (const auto& [name, value] : outcome.texts) {
         AddText(outputs.get(), name.c_str(), value);
     }
@@ -195,12 +195,12 @@ std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& 
     }
     Add(root.get(), "outputs", std::move(outputs));
 
-    JsonTree notes = NewArray();
+    JsonTree notes = JsonTree(cJSON_CreateArray());
     for (const auto& note : outcome.notes) {
         Append(notes.get(), JsonTree(cJSON_CreateString(note.c_str())));
     }
     Add(root.get(), "notes", std::move(notes));
-    JsonTree console = NewArray();
+    JsonTree console = JsonTree(cJSON_CreateArray());
     for (const auto& line : outcome.console) {
         Append(console.get(), JsonTree(cJSON_CreateString(line.c_str())));
     }

@@ -74,18 +74,16 @@ constexpr MemberField<int32_t> kHostNumberFields[] = {
 // Also read and written: "group_list" ([{"id": group_id}]), "health_status" (unsigned 64-bit)
 // and "thirdparty_support_list" (JSON, kept in the record as text).
 
-void AddInt32(cJSON* object, const char* key, int32_t value) {
-    Add(object, key, fdr::json::MakeInt32(value));
-}
+using fdr::jsontree::AddInt32;
 
 JsonTree MemberJson(const MemberRecord& record) {
     static const MemberRecord defaults;
-    JsonTree element = NewObject();
+    JsonTree element = JsonTree(cJSON_CreateObject());
     for (const auto& field : kServiceTextFields) {
         AddText(element.get(), field.key, record.*field.member);
     }
-    JsonTree groups = NewArray();
-    JsonTree group = NewObject();
+    JsonTree groups = JsonTree(cJSON_CreateArray());
+    JsonTree group = JsonTree(cJSON_CreateObject());
     AddInt32(group.get(), "id", record.group_id);
     Append(groups.get(), std::move(group));
     Add(element.get(), "group_list", std::move(groups));
@@ -97,7 +95,7 @@ JsonTree MemberJson(const MemberRecord& record) {
     }
     for (const auto& field : kHostFlagFields) {
         if (record.*field.member != defaults.*field.member) {
-            Add(element.get(), field.key, cJSON_CreateBool(record.*field.member));
+            fdr::jsontree::AddBool(element.get(), field.key, record.*field.member);
         }
     }
     for (const auto& field : kHostNumberFields) {
@@ -106,10 +104,10 @@ JsonTree MemberJson(const MemberRecord& record) {
         }
     }
     if (record.health_status != defaults.health_status) {
-        Add(element.get(), "health_status", fdr::json::MakeUInt64(record.health_status));
+        fdr::jsontree::AddUInt64(element.get(), "health_status", record.health_status);
     }
     if (!record.thirdparty_support_list.empty()) {
-        JsonTree list = ParseJsonTree(record.thirdparty_support_list);
+        JsonTree list = JsonTree(fdr::json::Parse(record.thirdparty_support_list));
         if (list) {
             Add(element.get(), "thirdparty_support_list", std::move(list));
         } else {
@@ -120,12 +118,12 @@ JsonTree MemberJson(const MemberRecord& record) {
 }
 
 JsonTree VirtualCamerasJson(const ChannelObj& channel) {
-    JsonTree cameras = NewArray();
+    JsonTree cameras = JsonTree(cJSON_CreateArray());
     for (const auto& camera : channel.virtual_camera_list) {
         if (!camera) {
             continue;
         }
-        JsonTree item = NewObject();
+        JsonTree item = JsonTree(cJSON_CreateObject());
         AddInt32(item.get(), "height", camera->height);
         AddInt32(item.get(), "horizontal", camera->horizontal);
         AddInt32(item.get(), "index", camera->index);
@@ -485,8 +483,8 @@ DravoAgentData::DravoServerInfo ReadLensCatalogueFile(const std::string& path) {
 }
 
 JsonTree MemberListJson(const DravoAgentData::AutonomyList& members) {
-    JsonTree root = NewObject();
-    JsonTree list = NewArray();
+    JsonTree root = JsonTree(cJSON_CreateObject());
+    JsonTree list = JsonTree(cJSON_CreateArray());
     for (const auto& record : members.autonomy_list) {
         if (record) {
             Append(list.get(), MemberJson(*record));
@@ -501,7 +499,7 @@ namespace {
 std::string ChannelDataText(const std::shared_ptr<ChannelObj>& channel) {
     std::string text;
     construct_cahnnel_info_string(channel, text);
-    JsonTree tree = ParseJsonTree(text);
+    JsonTree tree = JsonTree(fdr::json::Parse(text));
     if (!tree || !channel) {
         return text;
     }
@@ -515,14 +513,14 @@ std::string ChannelDataText(const std::shared_ptr<ChannelObj>& channel) {
 }  // namespace
 
 JsonTree ChannelListJson(const std::string& lid, const ChannelObjList& channels) {
-    JsonTree root = NewObject();
+    JsonTree root = JsonTree(cJSON_CreateObject());
     AddText(root.get(), "autonomy_lid", lid);
-    JsonTree list = NewArray();
+    JsonTree list = JsonTree(cJSON_CreateArray());
     for (const auto& channel : channels) {
         if (!channel) {
             continue;
         }
-        JsonTree entry = NewObject();
+        JsonTree entry = JsonTree(cJSON_CreateObject());
         AddText(entry.get(), "guid", channel->channel_guid);
         AddText(entry.get(), "name", channel->channel_name);
         AddText(entry.get(), "data", ChannelDataText(channel));
