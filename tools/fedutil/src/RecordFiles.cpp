@@ -345,6 +345,30 @@ ServerInfo::ProjectionSizeObj ReadProjectionSize(const JsonFields& fields) {
     return size;
 }
 
+// The brands of one support file's table: brand, models, sizes; a projection model also names
+// its projection.
+template <typename Brand, typename ReadSize>
+void ReadBrands(const JsonFields& top, const char* key, std::vector<std::shared_ptr<Brand>>& out,
+                ReadSize read_size) {
+    EachObject(top, key, [&](const JsonFields& fields) {
+        auto brand = std::make_shared<Brand>();
+        fields.Read("brand_id", brand->brand_id);
+        fields.Read("brand_name", brand->brand_name);
+        EachObject(fields, "model_list", [&](const JsonFields& model_fields) {
+            typename decltype(brand->model_list)::value_type model;
+            if constexpr (std::is_same_v<Brand, ServerInfo::ProjectionBrandObj>) {
+                model_fields.Read("projection", model.projection);
+            }
+            model_fields.Read("model_id", model.model_id);
+            model_fields.Read("model_name", model.model_name);
+            EachObject(model_fields, "size_list",
+                       [&](const JsonFields& size) { model.size_list.push_back(read_size(size)); });
+            brand->model_list.push_back(std::move(model));
+        });
+        out.push_back(std::move(brand));
+    });
+}
+
 }  // namespace
 
 DravoAgentData::AutonomyList ReadMemberFile(const std::string& path) {
@@ -444,37 +468,8 @@ DravoAgentData::DravoServerInfo ReadLensCatalogue(const Json::Value& root,
         top.Fail("", R"(expected "FishEyeParameterTable", "ProjectionTable" or both)");
     }
     ServerInfo info;
-    EachObject(top, "FishEyeParameterTable", [&info](const JsonFields& fields) {
-        auto brand = std::make_shared<ServerInfo::FisheyeBrandObj>();
-        fields.Read("brand_id", brand->brand_id);
-        fields.Read("brand_name", brand->brand_name);
-        EachObject(fields, "model_list", [&brand](const JsonFields& model_fields) {
-            ServerInfo::FisheyeModelObj model;
-            model_fields.Read("model_id", model.model_id);
-            model_fields.Read("model_name", model.model_name);
-            EachObject(model_fields, "size_list", [&model](const JsonFields& size) {
-                model.size_list.push_back(ReadFisheyeSize(size));
-            });
-            brand->model_list.push_back(std::move(model));
-        });
-        info.fisheye_brand_list.push_back(std::move(brand));
-    });
-    EachObject(top, "ProjectionTable", [&info](const JsonFields& fields) {
-        auto brand = std::make_shared<ServerInfo::ProjectionBrandObj>();
-        fields.Read("brand_id", brand->brand_id);
-        fields.Read("brand_name", brand->brand_name);
-        EachObject(fields, "model_list", [&brand](const JsonFields& model_fields) {
-            ServerInfo::ProjectionModelObj model;
-            model_fields.Read("projection", model.projection);
-            model_fields.Read("model_id", model.model_id);
-            model_fields.Read("model_name", model.model_name);
-            EachObject(model_fields, "size_list", [&model](const JsonFields& size) {
-                model.size_list.push_back(ReadProjectionSize(size));
-            });
-            brand->model_list.push_back(std::move(model));
-        });
-        info.projection_brand_list.push_back(std::move(brand));
-    });
+    ReadBrands(top, "FishEyeParameterTable", info.fisheye_brand_list, ReadFisheyeSize);
+    ReadBrands(top, "ProjectionTable", info.projection_brand_list, ReadProjectionSize);
     return info;
 }
 
