@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 using MemberRecord = DravoAgentData::AutonomyList::AutonomyListObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
 
-constexpr auto kJournalWait = std::chrono::seconds(3);
+constexpr auto kTranscriptWait = std::chrono::seconds(3);
 constexpr char kNewServerMode[] = "centralized";
 
 std::optional<Json::Value> ParseStrict(const std::string& text) {
@@ -75,7 +75,7 @@ struct DemoSettings {
     std::string client_id = "recorder";  // the simulator's sample client
     std::string client_secret = "s3cret";
     std::string user = "guard";  // a user of the simulator's sample federation
-    int journal_port = 0;        // the simulator's control API; 0 when the demo did not start it
+    std::string transcript;      // the simulator's; "" when the demo did not start it
 };
 
 // One exchange a step must cause: `count` requests of `method` to `path` at `service`.
@@ -98,7 +98,7 @@ struct Session {
 
     ICentralizedServer& federation;
     DemoSettings settings;
-    uint64_t journal_seen = 0;  // the last exchange id judged
+    size_t transcript_seen = 0;  // the transcript lines judged
 
     std::optional<int> result;  // per step
     std::vector<ExpectedExchange> expected;
@@ -156,10 +156,10 @@ struct Session {
     std::string CheckExchanges();
 };
 
-// Waits (bounded) for the step's exchanges in the journal and judges them; "" when everything
+// Waits (bounded) for the step's exchanges in the transcript and judges them; "" when everything
 // expected arrived, was answered 2xx and flagged no problem.
 std::string Session::CheckExchanges() {
-    if (settings.journal_port == 0) {
+    if (settings.transcript.empty()) {
         return "";  // a simulator the demo did not start: judged by the results alone
     }
     size_t wanted = 0;
@@ -168,12 +168,10 @@ std::string Session::CheckExchanges() {
     }
     // The simulator records an exchange after answering it, so it may trail the call.
     std::vector<ReceivedExchange> fresh;
-    const auto deadline = Clock::now() + kJournalWait;
+    const auto deadline = Clock::now() + kTranscriptWait;
     do {
-        if (auto page = ReadJournal(settings.journal_port, journal_seen)) {
-            journal_seen = page->last_id;
-            fresh.insert(fresh.end(), page->exchanges.begin(), page->exchanges.end());
-        }
+        const auto read = ReadTranscript(settings.transcript, transcript_seen);
+        fresh.insert(fresh.end(), read.begin(), read.end());
         if (fresh.size() >= wanted) {
             break;
         }
@@ -704,7 +702,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     } else {
         const std::string program = FindSimulator(line.ValueOr("--sim", ""));
         simulator = SimulatorProcess::Start(program, folder, ready_timeout, keep);
-        settings.journal_port = simulator->AdminPort();
+        settings.transcript = simulator->TranscriptPath();
         simulator_text = program + " (pid " + std::to_string(simulator->Pid()) + ")";
     }
 
@@ -736,12 +734,11 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     const std::vector<StepRecord> steps = PlaySteps(session, printer);
 
     if (simulator) {
-        // Read before the simulator stops: the journal lives in it.
-        const auto received = ReadJournal(settings.journal_port, 0).value_or(JournalPage());
         if (!keep) {
             simulator->Stop();
         }
-        PrintReceived(out, style, received.exchanges);
+        size_t from_start = 0;
+        PrintReceived(out, style, ReadTranscript(settings.transcript, from_start));
     }
     const bool all_passed =
         std::all_of(steps.begin(), steps.end(), [](const StepRecord& step) { return step.passed; });
