@@ -39,14 +39,17 @@ std::string AddressOf(const ChannelObj& channel) {
                                  : network.lan_addr;
 }
 
+// A heading with its count, then the table unless it is empty.
+void PrintTable(std::ostream& out, const Style& style, const std::string& heading,
+                const std::string& count, const TextTable& table) {
+    out << '\n' << style.Paint(heading, Tone::Strong) << " (" << count << ")\n";
+    if (!table.Empty()) {
+        table.Print(out, style);
+    }
+}
+
 void PrintMembers(std::ostream& out, const Style& style,
                   const DravoAgentData::AutonomyList& members) {
-    out << '\n'
-        << style.Paint("members", Tone::Strong) << " ("
-        << Plural(members.autonomy_list.size(), "server", "servers") << ")\n";
-    if (members.autonomy_list.empty()) {
-        return;
-    }
     TextTable table({"lid", "name", "address", "user", "mode", "group", "mac", "added"});
     table.AlignRight(5);
     table.LimitWidth(1, 28);
@@ -57,17 +60,12 @@ void PrintMembers(std::ostream& out, const Style& style,
                           member->mac, member->add_time});
         }
     }
-    table.Print(out, style);
+    PrintTable(out, style, "members", Plural(members.autonomy_list.size(), "server", "servers"),
+               table);
 }
 
 void PrintChannels(std::ostream& out, const Style& style, const std::string& lid,
                    const ChannelObjList& channels) {
-    out << '\n'
-        << style.Paint("channels of member " + lid, Tone::Strong) << " ("
-        << Plural(channels.size(), "channel", "channels") << ")\n";
-    if (channels.empty()) {
-        return;
-    }
     TextTable table({"index", "name", "guid", "camera", "lens", "address"});
     table.AlignRight(0);
     table.LimitWidth(1, 28);
@@ -82,7 +80,8 @@ void PrintChannels(std::ostream& out, const Style& style, const std::string& lid
                           channel->channel_guid, camera, LensOf(*channel), AddressOf(*channel)});
         }
     }
-    table.Print(out, style);
+    PrintTable(out, style, "channels of member " + lid,
+               Plural(channels.size(), "channel", "channels"), table);
 }
 
 void PrintDocument(std::ostream& out, const Style& style, const std::string& name,
