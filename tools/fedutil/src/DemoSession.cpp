@@ -595,7 +595,7 @@ const Step kSteps[] = {
 };
 
 // Plays the steps one after the other, printing each row as its step ends.
-std::vector<StepRecord> PlaySteps(Session& s, StepPrinter& printer) {
+std::vector<StepRecord> PlaySteps(Session& s, const StepPrinter& printer) {
     std::vector<StepRecord> records;
     for (const Step& step : kSteps) {
         s.result.reset();
@@ -728,7 +728,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
         title_width = std::max(title_width, DisplayWidth(step.title));
         operation_width = std::max(operation_width, DisplayWidth(step.operation));
     }
-    StepPrinter printer(out, style, title_width, operation_width);
+    const StepPrinter printer{out, style, title_width, operation_width};
     printer.Header();
     Session session(library.Federation(), settings);
     const std::vector<StepRecord> steps = PlaySteps(session, printer);

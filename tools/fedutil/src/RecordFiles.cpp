@@ -1,11 +1,11 @@
 #include "RecordFiles.h"
 
-#include <cstdio>
 #include <memory>
 #include <vector>
 
 #include "Errors.h"
 #include "JsonInput.h"
+#include "ResultCodes.h"
 #include "json/CFdrUtilParser.h"
 #include "json/ChannelJsonFormatter.h"
 #include "json/JsonNumber.h"
@@ -137,12 +137,6 @@ JsonTree VirtualCamerasJson(const ChannelObj& channel) {
 
 std::string SourceName(const std::string& path) {
     return path == "-" ? "standard input" : path;
-}
-
-std::string HexCode(unsigned int code) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%08X", code);
-    return text;
 }
 
 // A saved answer of a failed request is no list: say so rather than read an empty one.
@@ -394,7 +388,8 @@ DravoAgentData::AutonomyList ReadMemberFile(const std::string& path) {
     const unsigned int code =
         CFdrUtilParser::ParseAutonomyList(CompactJsonText(answer).c_str(), members.autonomy_list);
     if (code != 0 || members.autonomy_list.size() != elements.size()) {
-        top.Fail("", "the library's member list reader refused it (" + HexCode(code) + ")");
+        top.Fail("", "the library's member list reader refused it (" +
+                         HexResult(static_cast<int>(code)) + ")");
     }
     for (size_t i = 0; i < elements.size(); ++i) {
         ReadHostMembers(elements[i], *members.autonomy_list[i]);
@@ -423,7 +418,8 @@ ChannelObjList ReadChannelFile(const std::string& path) {
     const unsigned int code =
         CFdrUtilParser::ParseChannelList(CompactJsonText(answer).c_str(), channels);
     if (code != 0 || channels.size() != entries.size()) {
-        top.Fail("", "the library's channel list reader refused it (" + HexCode(code) + ")");
+        top.Fail("", "the library's channel list reader refused it (" +
+                         HexResult(static_cast<int>(code)) + ")");
     }
     for (size_t i = 0; i < entries.size(); ++i) {
         channels[i]->owner_lid = entries[i].owner;
