@@ -6,65 +6,51 @@
 
 namespace fedutil {
 
+namespace {
+
+void FlushStandardOutput() {
+    std::cout.flush();
+    std::fflush(stdout);
+}
+
+}  // namespace
+
 ConsoleCapture::ConsoleCapture() {
-    std::cout.flush();
-    std::fflush(stdout);
+    FlushStandardOutput();
     file_ = std::tmpfile();
-    if (file_ == nullptr) {
-        return;  // nothing captured; the lines then reach standard output
+    saved_stdout_ = file_ != nullptr ? dup(STDOUT_FILENO) : -1;
+    // Without a file nothing is captured: the lines then reach standard output.
+    if (saved_stdout_ >= 0 && dup2(fileno(file_), STDOUT_FILENO) < 0) {
+        close(saved_stdout_);
+        saved_stdout_ = -1;
     }
-    saved_stdout_ = dup(STDOUT_FILENO);
-    if (saved_stdout_ < 0 || dup2(fileno(file_), STDOUT_FILENO) < 0) {
-        if (saved_stdout_ >= 0) {
-            close(saved_stdout_);
-            saved_stdout_ = -1;
-        }
-        std::fclose(file_);
-        file_ = nullptr;
-    }
-}
-
-ConsoleCapture::~ConsoleCapture() {
-    Restore();
-    if (file_ != nullptr) {
-        std::fclose(file_);
-    }
-}
-
-void ConsoleCapture::Restore() {
-    if (saved_stdout_ < 0) {
-        return;
-    }
-    std::cout.flush();
-    std::fflush(stdout);
-    dup2(saved_stdout_, STDOUT_FILENO);
-    close(saved_stdout_);
-    saved_stdout_ = -1;
 }
 
 std::vector<std::string> ConsoleCapture::Finish() {
-    Restore();
     std::vector<std::string> lines;
-    if (file_ == nullptr) {
-        return lines;
-    }
-    std::rewind(file_);
-    std::string line;
-    for (int c = std::fgetc(file_);; c = std::fgetc(file_)) {
-        if (c == EOF || c == '\n') {
-            if (!line.empty()) {
-                lines.push_back(line);
+    if (saved_stdout_ >= 0) {
+        FlushStandardOutput();
+        dup2(saved_stdout_, STDOUT_FILENO);
+        close(saved_stdout_);
+        saved_stdout_ = -1;
+        std::rewind(file_);
+        std::string line;
+        for (int c = std::fgetc(file_); c != EOF; c = std::fgetc(file_)) {
+            if (c != '\n' && c != '\r') {
+                line += static_cast<char>(c);
+            } else if (c == '\n' && !line.empty()) {
+                lines.push_back(std::move(line));
+                line.clear();
             }
-            line.clear();
-            if (c == EOF) {
-                break;
-            }
-        } else if (c != '\r') {
-            line += static_cast<char>(c);
+        }
+        if (!line.empty()) {
+            lines.push_back(std::move(line));
         }
     }
-    std::fclose(file_);
-    file_ = nullptr;
+    if (file_ != nullptr) {
+        std::fclose(file_);
+        file_ = nullptr;
+    }
     return lines;
 }
 

@@ -13,7 +13,7 @@ class ConsoleCapture {
   public:
     ConsoleCapture();
     // Restores standard output if Finish was not called (an exception left the call).
-    ~ConsoleCapture();
+    ~ConsoleCapture() { Finish(); }
     ConsoleCapture(const ConsoleCapture&) = delete;
     ConsoleCapture& operator=(const ConsoleCapture&) = delete;
 
@@ -22,8 +22,6 @@ class ConsoleCapture {
     std::vector<std::string> Finish();
 
   private:
-    void Restore();
-
     std::FILE* file_ = nullptr;
     int saved_stdout_ = -1;
 };

@@ -1,9 +1,7 @@
-// What the simulator received, as the demo reads it from the exchange journal of the
-// simulator's control API.
+// What the simulator received, as the demo reads it from the transcript the simulator writes:
+// one JSON line per exchange, written once the exchange is answered.
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +14,6 @@ struct ReceivedExchange {
     std::string target;  // path and query as sent
     std::string request;
     int status = 0;  // 0: no answer was sent
-    std::string answer;
     std::vector<std::string> flags;
     bool ok = true;  // nothing about the request was a problem for the service
 
@@ -24,13 +21,8 @@ struct ReceivedExchange {
     std::string Path() const { return target.substr(0, target.find('?')); }
 };
 
-struct JournalPage {
-    std::vector<ReceivedExchange> exchanges;  // oldest first
-    uint64_t last_id = 0;                     // ask for what comes after this next time
-};
-
-// The exchanges recorded after `after_id` by the simulator whose control API listens on
-// 127.0.0.1:`admin_port`, with their bodies; nothing when the API does not answer.
-std::optional<JournalPage> ReadJournal(int admin_port, uint64_t after_id);
+// The exchanges of the transcript at `path` after its first `seen` lines, oldest first; `seen`
+// then counts the lines read. A line still being written is left for the next call.
+std::vector<ReceivedExchange> ReadTranscript(const std::string& path, size_t& seen);
 
 }  // namespace fedutil

@@ -18,41 +18,40 @@ std::string Padded(const Style& style, const Cell& cell, size_t width, bool righ
     return right ? pad + painted : painted + pad;
 }
 
-}  // namespace
-
-StepPrinter::StepPrinter(std::ostream& out, const Style& style, size_t title_width,
-                         size_t operation_width)
-    : out_(out), style_(style), title_width_(title_width), operation_width_(operation_width) {}
-
-std::string StepPrinter::Line(const std::string& number, const Cell& title, const Cell& operation,
-                              const Cell& result, const Cell& check, const Cell& detail) const {
-    std::string line = "  " + Padded(style_, Cell(number), 2, true) + "  " +
-                       Padded(style_, title, title_width_, false) + "  " +
-                       Padded(style_, operation, operation_width_, false) + "  " +
-                       Padded(style_, result, kResultWidth, true) + "  " +
-                       Padded(style_, check, kCheckWidth, false) + "  " +
-                       style_.Paint(detail.text, detail.tone);
+// One row: the columns padded, the last one not, no trailing blanks.
+std::string Line(const StepPrinter& printer, const std::string& number, const Cell& title,
+                 const Cell& operation, const Cell& result, const Cell& check, const Cell& detail) {
+    const Style& style = printer.style;
+    std::string line = "  " + Padded(style, Cell(number), 2, true) + "  " +
+                       Padded(style, title, printer.title_width, false) + "  " +
+                       Padded(style, operation, printer.operation_width, false) + "  " +
+                       Padded(style, result, kResultWidth, true) + "  " +
+                       Padded(style, check, kCheckWidth, false) + "  " +
+                       style.Paint(detail.text, detail.tone);
     while (!line.empty() && line.back() == ' ') {
         line.pop_back();
     }
     return line;
 }
 
-void StepPrinter::Header() {
-    out_ << Line("#", Cell("step", Tone::Strong), Cell("operation", Tone::Strong),
-                 Cell("result", Tone::Strong), Cell("check", Tone::Strong),
-                 Cell("what came back", Tone::Strong))
-         << '\n';
+}  // namespace
+
+void StepPrinter::Header() const {
+    out << Line(*this, "#", Cell("step", Tone::Strong), Cell("operation", Tone::Strong),
+                Cell("result", Tone::Strong), Cell("check", Tone::Strong),
+                Cell("what came back", Tone::Strong))
+        << '\n';
 }
 
-void StepPrinter::Row(const StepRecord& step) {
+void StepPrinter::Row(const StepRecord& step) const {
     const Cell result = step.result ? Cell(std::to_string(*step.result),
                                            *step.result == 0 ? Tone::Plain : Tone::Warn)
                                     : Cell("-", Tone::Dim);
     const Cell check = step.passed ? Cell("ok", Tone::Good) : Cell("FAILED", Tone::Bad);
-    out_ << Line(std::to_string(step.number), Cell(step.title), Cell(step.operation, Tone::Dim),
-                 result, check, Cell(step.detail, step.passed ? Tone::Plain : Tone::Bad))
-         << std::endl;
+    out << Line(*this, std::to_string(step.number), Cell(step.title),
+                Cell(step.operation, Tone::Dim), result, check,
+                Cell(step.detail, step.passed ? Tone::Plain : Tone::Bad))
+        << std::endl;
 }
 
 std::string ByteSize(size_t bytes) {

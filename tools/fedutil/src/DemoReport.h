@@ -22,20 +22,14 @@ struct StepRecord {
 };
 
 // Rows are printed as the steps finish, so the widths are fixed up front.
-class StepPrinter {
-  public:
-    StepPrinter(std::ostream& out, const Style& style, size_t title_width, size_t operation_width);
-    void Header();
-    void Row(const StepRecord& step);
+struct StepPrinter {
+    std::ostream& out;
+    Style style;
+    size_t title_width;
+    size_t operation_width;
 
-  private:
-    std::string Line(const std::string& number, const Cell& title, const Cell& operation,
-                     const Cell& result, const Cell& check, const Cell& detail) const;
-
-    std::ostream& out_;
-    Style style_;
-    size_t title_width_;
-    size_t operation_width_;
+    void Header() const;
+    void Row(const StepRecord& step) const;
 };
 
 // Every exchange the services received, grouped by service in port order.

@@ -14,12 +14,14 @@
 
 #include "ConsoleCapture.h"
 #include "DemoJournal.h"
+#include "DemoReport.h"
 #include "Errors.h"
 #include "FederationLibrary.h"
 #include "ResultCodes.h"
 #include "SampleCatalogue.h"
 #include "SimulatorProcess.h"
 #include "TextTable.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
 
@@ -27,10 +29,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using MemberRecord = DravoAgentData::AutonomyList::AutonomyListObj;
-using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
 
-constexpr auto kJournalWait = std::chrono::seconds(3);
+constexpr auto kTranscriptWait = std::chrono::seconds(3);
 constexpr char kNewServerMode[] = "centralized";
 
 std::optional<Json::Value> ParseStrict(const std::string& text) {
@@ -70,162 +71,107 @@ std::string Timestamp(const std::string& text) {
     return text + " (" + when + ")";
 }
 
-}  // namespace
+struct DemoSettings {
+    std::string client_id = "recorder";  // the simulator's sample client
+    std::string client_secret = "s3cret";
+    std::string user = "guard";  // a user of the simulator's sample federation
+    std::string transcript;      // the simulator's; "" when the demo did not start it
+};
 
-const std::vector<OptionSpec>& DemoOptions() {
-    static const std::vector<OptionSpec> options = {
-        {"--sim", "PATH", "the simulator to start (default: fdr-sim beside fedutil, then PATH)"},
-        {"--ready-timeout", "SECONDS", "how long to wait for the simulator to listen (default 10)"},
-        {"--client-id", "ID", "token client of the federation (default: recorder)"},
-        {"--client-secret", "SECRET", "its secret (default: s3cret)"},
-        {"--user", "NAME", "whose privileges to read (default: guard)"},
-        {"--keep", nullptr,
-         "keep the work folder (transcript, simulator output, library logs) and leave the "
-         "simulator running for a look at its console"},
-    };
-    return options;
-}
+// One exchange a step must cause: `count` requests of `method` to `path` at `service`.
+struct ExpectedExchange {
+    std::string service;
+    std::string method;
+    std::string path;
+    size_t count = 1;
+};
 
-DemoSession::DemoSession(ICentralizedServer& federation, DemoSettings settings)
-    : federation_(federation), settings_(std::move(settings)) {}
+struct StepOutcome {
+    bool passed = false;
+    std::string detail;
+};
 
-const std::vector<std::pair<std::string, std::string>>& DemoSession::StepNames() {
-    static const std::vector<std::pair<std::string, std::string>> names = {
-        {"get an access token", "AuthGetToken"},
-        {"refresh the access token", "AuthRefreshToken"},
-        {"read the federation's GUID", "LoadFdrFederateSetting"},
-        {"read the member servers", "LoadFdrAutonomyListSetting"},
-        {"load every member's channels", "LoadFdrChannelSetting"},
-        {"save all channels back", "SaveFdrAllChannelsSetting"},
-        {"report a camera status change", "NotifyArbitratorCameraStatusChange"},
-        {"report a channel list change", "NotifyArbitratorCameraListChange"},
-        {"ask for a channel list refresh", "NotifyArbitratorCameraListRefresh"},
-        {"announce the refresh is ready", "NotifyArbitratorRefreshReady"},
-        {"log a member change", "NotifyLogUpdateAutonomy"},
-        {"tell the arbitrator of the change", "NotifyArbitratorAutonomyChange"},
-        {"tell video management of the change", "NotifyDravoServerAutonomyChange"},
-        {"log a member removal", "NotifyLogRemoveAutonomy"},
-        {"tell the arbitrator of the removal", "NotifyArbitratorRemoveAutonomy"},
-        {"apply a new autonomy mode", "NotifyArbitratorAutoModeChange"},
-        {"switch the autonomy mode", "ChangeAutonomyMode"},
-        {"read a user's privileges", "GetFdrPrivilegeByUser"},
-        {"read the privilege timestamp", "GetFdrPrivilegeTime"},
-        {"build the failover information", "FormatFailOverBody"},
-        {"save the failover information", "SaveFailOverInfo"},
-        {"produce the fisheye lens catalogue", "FormatFisyeyeSupportFile"},
-        {"produce the projection lens catalogue", "FormatProjectionSupportFile"},
-    };
-    return names;
-}
+// The host's session: what it has learnt so far, and the current step's bookkeeping.
+struct Session {
+    Session(ICentralizedServer& library, DemoSettings given)
+        : federation(library), settings(std::move(given)) {}
 
-const std::vector<DemoSession::Step>& DemoSession::Steps() {
-    static const std::vector<Step> steps = {
-        &DemoSession::GetToken,
-        &DemoSession::RefreshToken,
-        &DemoSession::ReadGuid,
-        &DemoSession::ReadMembers,
-        &DemoSession::LoadChannels,
-        &DemoSession::SaveChannels,
-        &DemoSession::ReportCameraStatus,
-        &DemoSession::ReportCameraList,
-        &DemoSession::AskCameraRefresh,
-        &DemoSession::AnnounceRefreshReady,
-        &DemoSession::LogMemberChange,
-        &DemoSession::TellArbitratorMemberChange,
-        &DemoSession::TellVideoManagementMemberChange,
-        &DemoSession::LogMemberRemoval,
-        &DemoSession::TellArbitratorMemberRemoval,
-        &DemoSession::ApplyAutonomyMode,
-        &DemoSession::SwitchAutonomyMode,
-        &DemoSession::ReadPrivileges,
-        &DemoSession::ReadPrivilegeTime,
-        &DemoSession::BuildFailover,
-        &DemoSession::SaveFailover,
-        &DemoSession::BuildFisheyeCatalogue,
-        &DemoSession::BuildProjectionCatalogue,
-    };
-    return steps;
-}
+    ICentralizedServer& federation;
+    DemoSettings settings;
+    size_t transcript_seen = 0;  // the transcript lines judged
 
-std::vector<StepRecord> DemoSession::Run(StepPrinter& printer) {
-    std::vector<StepRecord> records;
-    const auto& names = StepNames();
-    for (size_t i = 0; i < Steps().size(); ++i) {
-        result_ = 0;
-        has_result_ = false;
-        expected_.clear();
-        console_.clear();
+    std::optional<int> result;  // per step
+    std::vector<ExpectedExchange> expected;
+    std::vector<std::string> console;
 
-        StepRecord record;
-        record.number = static_cast<int>(i + 1);
-        record.title = names[i].first;
-        record.operation = names[i].second;
-        StepOutcome outcome;
-        try {
-            outcome = (this->*Steps()[i])();
-        } catch (const std::exception& error) {
-            outcome = {false, "raised an exception: " + std::string(error.what())};
+    std::string access_token;
+    std::string guid;
+    DravoAgentData::AutonomyList members;
+    ChannelObjList channels;  // every member's, owner_lid set
+    bool channels_loaded = false;
+    std::string failover_body;
+
+    // Runs `call` with the library's console captured; an int it returns is the step's result.
+    template <typename Function>
+    auto Call(Function&& call) {
+        ConsoleCapture capture;
+        auto value = call(federation);
+        for (auto& line : capture.Finish()) {
+            console.push_back(std::move(line));
         }
-        if (has_result_) {
-            record.result = result_;
+        if constexpr (std::is_same_v<decltype(value), int>) {
+            result = value;
         }
-        if (const std::string problem = CheckExchanges(); !problem.empty() && outcome.passed) {
-            outcome = {false, problem};
-        }
-        // The operations that always return 0 still say on the console when a request failed.
-        for (const auto& line : console_) {
-            if (line.rfind("[error]n_ret=", 0) == 0 && outcome.passed) {
-                outcome = {false, "the request failed"};
-            }
-        }
-        if (!outcome.passed && !console_.empty()) {
-            outcome.detail += " [library: " + console_.back() + "]";
-        }
-        record.passed = outcome.passed;
-        record.detail = outcome.detail;
-        printer.Row(record);
-        records.push_back(std::move(record));
+        return value;
     }
-    return records;
-}
 
-template <typename Function>
-auto DemoSession::Call(Function&& call) {
-    ConsoleCapture capture;
-    auto result = call(federation_);
-    for (auto& line : capture.Finish()) {
-        console_.push_back(std::move(line));
+    // The endpoint's request, its query left out, at the service on the endpoint's port.
+    void Expect(const fdr::LocalEndpoint& endpoint, size_t count = 1) {
+        const std::string path = endpoint.path;
+        expected.push_back({fdr::ServiceOnPort(endpoint.port)->key,
+                            fdr::MethodName(endpoint.method), path.substr(0, path.find('?')),
+                            count});
     }
-    return result;
-}
 
-void DemoSession::Expect(const char* service, const char* method, const std::string& path,
-                         size_t count) {
-    expected_.push_back({service, method, path, count});
-}
+    // A failed result explained, else `detail` as passed.
+    StepOutcome Judge(ResultKind kind, std::string detail) const {
+        if (*result != 0) {
+            return {false, DescribeResult(*result, kind)};
+        }
+        return {true, std::move(detail)};
+    }
 
-void DemoSession::Expect(const fdr::LocalEndpoint& endpoint, size_t count) {
-    const std::string path = endpoint.path;
-    Expect(fdr::ServiceOnPort(endpoint.port)->key, fdr::MethodName(endpoint.method),
-           path.substr(0, path.find('?')), count);
-}
+    std::shared_ptr<MemberRecord> Member(size_t index) const {
+        const auto& list = members.autonomy_list;
+        return list.empty() ? nullptr : list[std::min(index, list.size() - 1)];
+    }
+    std::shared_ptr<MemberRecord> LastMember() const {
+        return Member(members.autonomy_list.size() - 1);
+    }
+    std::string FirstLid() const {
+        auto member = Member(0);
+        return member ? member->autonomy_lid : "";
+    }
 
-std::string DemoSession::CheckExchanges() {
-    if (settings_.journal_port == 0) {
+    std::string CheckExchanges();
+};
+
+// Waits (bounded) for the step's exchanges in the transcript and judges them; "" when everything
+// expected arrived, was answered 2xx and flagged no problem.
+std::string Session::CheckExchanges() {
+    if (settings.transcript.empty()) {
         return "";  // a simulator the demo did not start: judged by the results alone
     }
     size_t wanted = 0;
-    for (const auto& expected : expected_) {
-        wanted += expected.count;
+    for (const auto& each : expected) {
+        wanted += each.count;
     }
     // The simulator records an exchange after answering it, so it may trail the call.
     std::vector<ReceivedExchange> fresh;
-    const auto deadline = Clock::now() + kJournalWait;
+    const auto deadline = Clock::now() + kTranscriptWait;
     do {
-        if (auto page = ReadJournal(settings_.journal_port, journal_seen_)) {
-            journal_seen_ = page->last_id;
-            fresh.insert(fresh.end(), page->exchanges.begin(), page->exchanges.end());
-        }
+        const auto read = ReadTranscript(settings.transcript, transcript_seen);
+        fresh.insert(fresh.end(), read.begin(), read.end());
         if (fresh.size() >= wanted) {
             break;
         }
@@ -233,32 +179,32 @@ std::string DemoSession::CheckExchanges() {
     } while (Clock::now() < deadline);
 
     std::vector<bool> matched(fresh.size(), false);
-    for (const auto& expected : expected_) {
+    for (const auto& want : expected) {
+        const std::string request = want.method + " " + want.path;
         size_t found = 0;
         for (size_t i = 0; i < fresh.size(); ++i) {
             const ReceivedExchange& entry = fresh[i];
-            if (matched[i] || entry.service != expected.service ||
-                entry.method != expected.method || entry.Path() != expected.path) {
+            if (matched[i] || entry.service != want.service || entry.method != want.method ||
+                entry.Path() != want.path) {
                 continue;
             }
             matched[i] = true;
             ++found;
             if (entry.status < 200 || entry.status >= 300) {
-                return expected.service + " answered " + expected.method + " " + expected.path +
-                       " with " + (entry.status == 0 ? "nothing" : std::to_string(entry.status));
+                return want.service + " answered " + request + " with " +
+                       (entry.status == 0 ? "nothing" : std::to_string(entry.status));
             }
             if (!entry.ok) {
                 std::string flags;
                 for (const auto& flag : entry.flags) {
                     flags += (flags.empty() ? "" : "; ") + flag;
                 }
-                return expected.service + " found " + expected.method + " " + expected.path +
-                       " wrong: " + flags;
+                return want.service + " found " + request + " wrong: " + flags;
             }
         }
-        if (found < expected.count) {
-            return expected.service + " did not receive " + expected.method + " " + expected.path +
-                   (expected.count > 1 ? " " + std::to_string(expected.count) + " times" : "");
+        if (found < want.count) {
+            return want.service + " did not receive " + request +
+                   (want.count > 1 ? " " + std::to_string(want.count) + " times" : "");
         }
     }
     for (size_t i = 0; i < fresh.size(); ++i) {
@@ -269,186 +215,6 @@ std::string DemoSession::CheckExchanges() {
     }
     return "";
 }
-
-std::shared_ptr<MemberRecord> DemoSession::Member(size_t index) const {
-    const auto& list = members_.autonomy_list;
-    if (list.empty()) {
-        return nullptr;
-    }
-    return list[std::min(index, list.size() - 1)];
-}
-
-std::string DemoSession::FirstLid() const {
-    auto member = Member(0);
-    return member ? member->autonomy_lid : "";
-}
-
-// ---- The steps ----
-
-DemoSession::StepOutcome DemoSession::GetToken() {
-    Expect("token", "POST", fdr::kTokenPath);
-    std::string id = settings_.client_id;
-    std::string secret = settings_.client_secret;
-    result_ =
-        Call([&](ICentralizedServer& f) { return f.AuthGetToken(id, secret, access_token_); });
-    has_result_ = true;
-    if (access_token_.empty()) {
-        return {false, "no access token was issued"};
-    }
-    return {result_ == 0, "token " + TokenSketch(access_token_)};
-}
-
-DemoSession::StepOutcome DemoSession::RefreshToken() {
-    Expect("token", "POST", fdr::kTokenPath);
-    std::string id = settings_.client_id;
-    std::string secret = settings_.client_secret;
-    std::string token;
-    result_ = Call([&](ICentralizedServer& f) { return f.AuthRefreshToken(id, secret, token); });
-    has_result_ = true;
-    if (token.empty()) {
-        return {false, "no access token was issued"};
-    }
-    if (token == access_token_) {
-        return {false, "the same token came back"};
-    }
-    access_token_ = token;
-    return {result_ == 0, "new token " + TokenSketch(token)};
-}
-
-DemoSession::StepOutcome DemoSession::ReadGuid() {
-    Expect(fdr::endpoint::kServiceInfo);
-    result_ = Call([&](ICentralizedServer& f) { return f.LoadFdrFederateSetting(guid_); });
-    has_result_ = true;
-    if (result_ != 0) {
-        return {false, DescribeResult(result_, ResultKind::RequestOrParser)};
-    }
-    return {!guid_.empty(), guid_.empty() ? "no GUID in the answer" : "GUID " + guid_};
-}
-
-DemoSession::StepOutcome DemoSession::ReadMembers() {
-    Expect(fdr::endpoint::kAutonomies);
-    result_ = Call([&](ICentralizedServer& f) { return f.LoadFdrAutonomyListSetting(members_); });
-    has_result_ = true;
-    if (result_ != 0) {
-        return {false, DescribeResult(result_, ResultKind::RequestOrParser)};
-    }
-    if (members_.autonomy_list.empty()) {
-        return {false, "the federation has no members"};
-    }
-    std::string names;
-    for (const auto& member : members_.autonomy_list) {
-        names += (names.empty() ? ": " : ", ") + member->autonomy_lname;
-    }
-    return {true, Count(members_.autonomy_list.size(), "member", "members") + names};
-}
-
-DemoSession::StepOutcome DemoSession::LoadChannels() {
-    Expect(fdr::endpoint::kCmsChannelRead, members_.autonomy_list.size());
-    if (members_.autonomy_list.empty()) {
-        return {false, "no members to load channels for"};
-    }
-    size_t fisheye = 0;
-    for (const auto& member : members_.autonomy_list) {
-        ChannelObjList channels;
-        const int result = Call([&](ICentralizedServer& f) {
-            return f.LoadFdrChannelSetting(member->autonomy_lid, channels);
-        });
-        if (!has_result_ || result != 0) {
-            result_ = result;
-            has_result_ = true;
-        }
-        if (result != 0) {
-            return {false, "member " + member->autonomy_lid + ": " +
-                               DescribeResult(result, ResultKind::RequestOrParser)};
-        }
-        member->ch_num = static_cast<int32_t>(channels.size());
-        for (auto& channel : channels) {
-            channel->owner_lid = member->autonomy_lid;  // the host's part after loading
-            fisheye += channel->fisheye.fisheye_type != -1 ? 1 : 0;
-            channels_.push_back(channel);
-        }
-    }
-    channels_loaded_ = true;
-    return {true, Count(channels_.size(), "channel", "channels") + " (" + std::to_string(fisheye) +
-                      " fisheye) of " + Count(members_.autonomy_list.size(), "member", "members")};
-}
-
-DemoSession::StepOutcome DemoSession::SaveChannels() {
-    if (!channels_loaded_) {
-        // Saving would replace every member's channels with an empty list.
-        return {false, "skipped: the channels could not be loaded"};
-    }
-    Expect(fdr::endpoint::kCmsChannelWrite);
-    result_ = Call(
-        [&](ICentralizedServer& f) { return f.SaveFdrAllChannelsSetting(members_, channels_); });
-    has_result_ = true;
-    if (result_ != 0) {
-        return {false, DescribeResult(result_, ResultKind::RequestOrServiceCode)};
-    }
-    return {true, Count(channels_.size(), "channel", "channels") + " stored, " +
-                      Count(members_.autonomy_list.size(), "member", "members") + " replaced"};
-}
-
-DemoSession::StepOutcome DemoSession::ReportCameraStatus() {
-    Expect(fdr::endpoint::kChannelStatusChanged);
-    const std::string lid = FirstLid();
-    ChannelStatusObjList statuses;
-    for (const auto& channel : channels_) {
-        if (channel->owner_lid != lid) {
-            continue;
-        }
-        auto status = std::make_shared<ChannelStatusObj>();
-        status->channel_guid = channel->channel_guid;
-        status->channel_index = channel->channel_index;
-        auto stream = std::make_shared<ChannelStatusObj::LivingStatusObj>();
-        stream->connection_status = 1;
-        stream->current_bitrate = 2048.0 + 256.0 * static_cast<double>(statuses.size());
-        stream->current_fps = channel->stream_info.main_stream.video_fps > 0
-                                  ? channel->stream_info.main_stream.video_fps
-                                  : 25.0;
-        stream->idx = 1;
-        status->living_status.push_back(stream);
-        status->recorded_statistic = {2, 512, 30, 40960};
-        statuses.push_back(status);
-    }
-    result_ = Call(
-        [&](ICentralizedServer& f) { return f.NotifyArbitratorCameraStatusChange(lid, statuses); });
-    has_result_ = true;
-    return {result_ == 0,
-            Count(statuses.size(), "channel", "channels") + " of member " + lid + " live"};
-}
-
-DemoSession::StepOutcome DemoSession::ReportCameraList() {
-    Expect(fdr::endpoint::kChannelInfoChanged);
-    const std::string lid = FirstLid();
-    ChannelObjList channels;
-    for (const auto& channel : channels_) {
-        if (channel->owner_lid == lid) {
-            channels.push_back(channel);
-        }
-    }
-    result_ = Call(
-        [&](ICentralizedServer& f) { return f.NotifyArbitratorCameraListChange(lid, channels); });
-    has_result_ = true;
-    return {result_ == 0, Count(channels.size(), "channel", "channels") + " of member " + lid};
-}
-
-DemoSession::StepOutcome DemoSession::AskCameraRefresh() {
-    Expect(fdr::endpoint::kChannelInfoRefresh);
-    const std::string lid = FirstLid();
-    result_ = Call([&](ICentralizedServer& f) { return f.NotifyArbitratorCameraListRefresh(lid); });
-    has_result_ = true;
-    return {result_ == 0, "member " + lid};
-}
-
-DemoSession::StepOutcome DemoSession::AnnounceRefreshReady() {
-    Expect(fdr::endpoint::kAutonomyRefreshReady);
-    result_ = Call([](ICentralizedServer& f) { return f.NotifyArbitratorRefreshReady(); });
-    has_result_ = true;
-    return {result_ == 0, "empty body, as the arbitrator expects"};
-}
-
-namespace {
 
 // The member whose change the session reports: its firmware was updated.
 DravoAgentData::AutonomyList ChangedMember(const std::shared_ptr<MemberRecord>& member) {
@@ -463,194 +229,8 @@ DravoAgentData::AutonomyList ChangedMember(const std::shared_ptr<MemberRecord>& 
     return list;
 }
 
-}  // namespace
-
-DemoSession::StepOutcome DemoSession::LogMemberChange() {
-    Expect(fdr::endpoint::kLogUpdateList);
-    auto changed = ChangedMember(Member(1));
-    if (changed.autonomy_list.empty()) {
-        return {false, "no member to change"};
-    }
-    result_ = Call([&](ICentralizedServer& f) { return f.NotifyLogUpdateAutonomy(changed); });
-    has_result_ = true;
-    return {result_ == 0, "member " + changed.autonomy_list[0]->autonomy_lid + " now on firmware " +
-                              changed.autonomy_list[0]->firmware};
-}
-
-DemoSession::StepOutcome DemoSession::TellArbitratorMemberChange() {
-    Expect(fdr::endpoint::kAutonomyChanged);
-    auto changed = ChangedMember(Member(1));
-    if (changed.autonomy_list.empty()) {
-        return {false, "no member to change"};
-    }
-    result_ =
-        Call([&](ICentralizedServer& f) { return f.NotifyArbitratorAutonomyChange(changed); });
-    has_result_ = true;
-    return {result_ == 0, "member " + changed.autonomy_list[0]->autonomy_lid};
-}
-
-DemoSession::StepOutcome DemoSession::TellVideoManagementMemberChange() {
-    Expect(fdr::endpoint::kDravoNotify);
-    auto changed = ChangedMember(Member(1));
-    if (changed.autonomy_list.empty()) {
-        return {false, "no member to change"};
-    }
-    result_ =
-        Call([&](ICentralizedServer& f) { return f.NotifyDravoServerAutonomyChange(changed); });
-    has_result_ = true;
-    return {result_ == 0, "member " + changed.autonomy_list[0]->autonomy_lid};
-}
-
-DemoSession::StepOutcome DemoSession::LogMemberRemoval() {
-    Expect(fdr::endpoint::kLogDeleteList);
-    auto member = Member(members_.autonomy_list.size() - 1);
-    if (!member) {
-        return {false, "no member to remove"};
-    }
-    std::string lid = member->autonomy_lid;
-    result_ = Call([&](ICentralizedServer& f) { return f.NotifyLogRemoveAutonomy(lid); });
-    has_result_ = true;
-    if (result_ != 0) {
-        return {false, DescribeResult(result_, ResultKind::RequestCode)};
-    }
-    return {true, "member " + lid + " (" + member->autonomy_lname + ")"};
-}
-
-DemoSession::StepOutcome DemoSession::TellArbitratorMemberRemoval() {
-    Expect(fdr::endpoint::kAutonomyChanged);
-    auto member = Member(members_.autonomy_list.size() - 1);
-    if (!member) {
-        return {false, "no member to remove"};
-    }
-    std::string lid = member->autonomy_lid;
-    result_ = Call([&](ICentralizedServer& f) { return f.NotifyArbitratorRemoveAutonomy(lid); });
-    has_result_ = true;
-    if (result_ != 0) {
-        return {false, DescribeResult(result_, ResultKind::RequestCode)};
-    }
-    // The host forgets the member; the failover information below no longer lists it.
-    members_.autonomy_list.pop_back();
-    return {true, "member " + lid};
-}
-
-DemoSession::StepOutcome DemoSession::ApplyAutonomyMode() {
-    Expect(fdr::endpoint::kApplyAutonomies);
-    auto member = Member(0);
-    if (!member) {
-        return {false, "no member to switch"};
-    }
-    FederateBoxType::AutonomyInfo info;
-    info.lid = member->autonomy_lid;
-    info.lname = member->autonomy_lname;
-    info.username = member->username;
-    info.password = member->password;
-    info.address = member->address;
-    info.group = member->group_id;
-    result_ = Call([&](ICentralizedServer& f) {
-        return f.NotifyArbitratorAutoModeChange(info, kNewServerMode);
-    });
-    has_result_ = true;
-    return {result_ == 0,
-            "member " + info.lid + " to \"" + kNewServerMode + "\", password sent base64-encoded"};
-}
-
-DemoSession::StepOutcome DemoSession::SwitchAutonomyMode() {
-    Expect(fdr::endpoint::kAggregatorSystemInfo);
-    // The host composes this body itself; the library hands it on unchanged.
-    const std::string body = std::string(R"({"autonomy_mode":")") + kNewServerMode +
-                             R"(","autonomy_lid":")" + FirstLid() + R"("})";
-    result_ = Call([&](ICentralizedServer& f) { return f.ChangeAutonomyMode(body); });
-    has_result_ = true;
-    if (result_ != 0) {
-        return {false, DescribeResult(result_, ResultKind::RequestCode)};
-    }
-    return {true, "now \"" + std::string(kNewServerMode) + "\""};
-}
-
-DemoSession::StepOutcome DemoSession::ReadPrivileges() {
-    Expect(fdr::endpoint::kPrivilegeReport);
-    std::string user = settings_.user;
-    std::string second;
-    std::string report;
-    result_ =
-        Call([&](ICentralizedServer& f) { return f.GetFdrPrivilegeByUser(user, second, report); });
-    has_result_ = true;
-    if (report.empty()) {
-        return {false, "no privilege report came back"};
-    }
-    const auto parsed = ParseStrict(report);
-    if (!parsed || !parsed->isObject()) {
-        return {false, "the report is not a JSON object"};
-    }
-    std::string detail = user + ": report of " + ByteSize(report.size());
-    const Json::Value& reports = (*parsed)["privilege_list"];
-    if (reports.isArray() && !reports.empty() && reports[0]["autonomy_list"].isArray()) {
-        detail =
-            user + " may reach " + Count(reports[0]["autonomy_list"].size(), "member", "members");
-        const Json::Value& first = reports[0]["autonomy_list"][0]["channel_list"][0];
-        std::string privileges;
-        for (const auto& privilege : first["privilege_list"]) {
-            privileges += (privileges.empty() ? "" : ", ") + privilege.asString();
-        }
-        if (!privileges.empty()) {
-            detail += " (" + privileges + ")";
-        }
-    }
-    return {result_ == 0, detail};
-}
-
-DemoSession::StepOutcome DemoSession::ReadPrivilegeTime() {
-    Expect(fdr::endpoint::kConfig);
-    std::string timestamp;
-    result_ = Call([&](ICentralizedServer& f) { return f.GetFdrPrivilegeTime(timestamp); });
-    has_result_ = true;
-    if (timestamp.empty()) {
-        return {false, "no timestamp came back"};
-    }
-    return {result_ == 0, "last change " + Timestamp(timestamp)};
-}
-
-DemoSession::StepOutcome DemoSession::BuildFailover() {
-    // What the host knows of its members besides the federation's answer.
-    static const char* const kModels[] = {"NVR-16P", "NVR-8", "NVR-32R"};
-    size_t index = 0;
-    for (const auto& member : members_.autonomy_list) {
-        member->firmware = "4.2." + std::to_string(index + 1);
-        member->firmware_date = "2024-11-0" + std::to_string(index % 9 + 1);
-        member->machine_model = kModels[index % 3];
-        ++index;
-    }
-    result_ =
-        Call([&](ICentralizedServer& f) { return f.FormatFailOverBody(members_, failover_body_); });
-    has_result_ = true;
-    const auto parsed = ParseStrict(failover_body_);
-    if (!parsed || !(*parsed)["autonomy_list"].isArray()) {
-        return {false, "the body is not the expected JSON: " + Ellipsize(failover_body_, 60)};
-    }
-    const size_t entries = (*parsed)["autonomy_list"].size();
-    if (entries != members_.autonomy_list.size()) {
-        return {false, Count(entries, "entry", "entries") + " for " +
-                           Count(members_.autonomy_list.size(), "member", "members")};
-    }
-    return {result_ == 0,
-            Count(entries, "member", "members") + ", " + ByteSize(failover_body_.size())};
-}
-
-DemoSession::StepOutcome DemoSession::SaveFailover() {
-    Expect(fdr::endpoint::kFailoverInfo);
-    result_ = Call([&](ICentralizedServer& f) { return f.SaveFailOverInfo(failover_body_); });
-    has_result_ = true;
-    if (result_ != 0) {
-        return {false, DescribeResult(result_, ResultKind::RequestCode)};
-    }
-    return {true, "stored " + ByteSize(failover_body_.size())};
-}
-
-namespace {
-
 // Judges a support file: JSON whose `root` key lists as many brands as the catalogue holds.
-std::pair<bool, std::string> JudgeSupportFile(const std::string& text, const char* root,
-                                              size_t brands) {
+StepOutcome JudgeSupportFile(const std::string& text, const char* root, size_t brands) {
     const auto parsed = ParseStrict(text);
     if (!parsed || !(*parsed)[root].isArray()) {
         return {false, std::string("not the expected {\"") + root + "\":[...]}"};
@@ -667,27 +247,407 @@ std::pair<bool, std::string> JudgeSupportFile(const std::string& text, const cha
                       ", " + ByteSize(text.size())};
 }
 
+// A step that reports the changed member through `notify`.
+template <typename Notify>
+StepOutcome ReportChangedMember(Session& s, const fdr::LocalEndpoint& endpoint, Notify notify,
+                                bool with_firmware) {
+    s.Expect(endpoint);
+    auto changed = ChangedMember(s.Member(1));
+    if (changed.autonomy_list.empty()) {
+        return {false, "no member to change"};
+    }
+    s.Call([&](ICentralizedServer& f) { return notify(f, changed); });
+    const auto& member = *changed.autonomy_list[0];
+    return {*s.result == 0, "member " + member.autonomy_lid +
+                                (with_firmware ? " now on firmware " + member.firmware : "")};
+}
+
+// A step that reports the last member's removal through `notify`. Once the arbitrator knows,
+// the host forgets the member (`forget`): the failover information no longer lists it.
+template <typename Notify>
+StepOutcome ReportRemovedMember(Session& s, const fdr::LocalEndpoint& endpoint, Notify notify,
+                                bool forget) {
+    s.Expect(endpoint);
+    auto member = s.LastMember();
+    if (!member) {
+        return {false, "no member to remove"};
+    }
+    std::string lid = member->autonomy_lid;
+    s.Call([&](ICentralizedServer& f) { return notify(f, lid); });
+    if (forget && *s.result == 0) {
+        s.members.autonomy_list.pop_back();
+    }
+    return s.Judge(ResultKind::RequestCode,
+                   "member " + lid + (forget ? "" : " (" + member->autonomy_lname + ")"));
+}
+
+struct Step {
+    const char* title;
+    const char* operation;
+    StepOutcome (*play)(Session&);
+};
+
+// The session, in order: what a recording server does through the library in a day.
+const Step kSteps[] = {
+    {"get an access token", "AuthGetToken",
+     [](Session& s) -> StepOutcome {
+         s.expected.push_back({"token", "POST", fdr::kTokenPath});
+         std::string id = s.settings.client_id, secret = s.settings.client_secret;
+         s.Call([&](ICentralizedServer& f) { return f.AuthGetToken(id, secret, s.access_token); });
+         if (s.access_token.empty()) {
+             return {false, "no access token was issued"};
+         }
+         return {*s.result == 0, "token " + TokenSketch(s.access_token)};
+     }},
+    {"refresh the access token", "AuthRefreshToken",
+     [](Session& s) -> StepOutcome {
+         s.expected.push_back({"token", "POST", fdr::kTokenPath});
+         std::string id = s.settings.client_id, secret = s.settings.client_secret, token;
+         s.Call([&](ICentralizedServer& f) { return f.AuthRefreshToken(id, secret, token); });
+         if (token.empty()) {
+             return {false, "no access token was issued"};
+         }
+         if (token == s.access_token) {
+             return {false, "the same token came back"};
+         }
+         s.access_token = token;
+         return {*s.result == 0, "new token " + TokenSketch(token)};
+     }},
+    {"read the federation's GUID", "LoadFdrFederateSetting",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kServiceInfo);
+         s.Call([&](ICentralizedServer& f) { return f.LoadFdrFederateSetting(s.guid); });
+         if (*s.result != 0) {
+             return s.Judge(ResultKind::RequestOrParser, "");
+         }
+         return {!s.guid.empty(), s.guid.empty() ? "no GUID in the answer" : "GUID " + s.guid};
+     }},
+    {"read the member servers", "LoadFdrAutonomyListSetting",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kAutonomies);
+         s.Call([&](ICentralizedServer& f) { return f.LoadFdrAutonomyListSetting(s.members); });
+         if (*s.result == 0 && s.members.autonomy_list.empty()) {
+             return {false, "the federation has no members"};
+         }
+         std::string names;
+         for (const auto& member : s.members.autonomy_list) {
+             names += (names.empty() ? ": " : ", ") + member->autonomy_lname;
+         }
+         return s.Judge(ResultKind::RequestOrParser,
+                        Count(s.members.autonomy_list.size(), "member", "members") + names);
+     }},
+    {"load every member's channels", "LoadFdrChannelSetting",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kCmsChannelRead, s.members.autonomy_list.size());
+         if (s.members.autonomy_list.empty()) {
+             return {false, "no members to load channels for"};
+         }
+         size_t fisheye = 0;
+         for (const auto& member : s.members.autonomy_list) {
+             ChannelObjList channels;
+             s.Call([&](ICentralizedServer& f) {
+                 return f.LoadFdrChannelSetting(member->autonomy_lid, channels);
+             });
+             if (*s.result != 0) {
+                 return {false, "member " + member->autonomy_lid + ": " +
+                                    DescribeResult(*s.result, ResultKind::RequestOrParser)};
+             }
+             member->ch_num = static_cast<int32_t>(channels.size());
+             for (auto& channel : channels) {
+                 channel->owner_lid = member->autonomy_lid;  // the host's part after loading
+                 fisheye += channel->fisheye.fisheye_type != -1 ? 1 : 0;
+                 s.channels.push_back(channel);
+             }
+         }
+         s.channels_loaded = true;
+         return {true, Count(s.channels.size(), "channel", "channels") + " (" +
+                           std::to_string(fisheye) + " fisheye) of " +
+                           Count(s.members.autonomy_list.size(), "member", "members")};
+     }},
+    {"save all channels back", "SaveFdrAllChannelsSetting",
+     [](Session& s) -> StepOutcome {
+         if (!s.channels_loaded) {
+             // Saving would replace every member's channels with an empty list.
+             return {false, "skipped: the channels could not be loaded"};
+         }
+         s.Expect(fdr::endpoint::kCmsChannelWrite);
+         s.Call([&](ICentralizedServer& f) {
+             return f.SaveFdrAllChannelsSetting(s.members, s.channels);
+         });
+         return s.Judge(ResultKind::RequestOrServiceCode,
+                        Count(s.channels.size(), "channel", "channels") + " stored, " +
+                            Count(s.members.autonomy_list.size(), "member", "members") +
+                            " replaced");
+     }},
+    {"report a camera status change", "NotifyArbitratorCameraStatusChange",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kChannelStatusChanged);
+         const std::string lid = s.FirstLid();
+         ChannelStatusObjList statuses;
+         for (const auto& channel : s.channels) {
+             if (channel->owner_lid != lid) {
+                 continue;
+             }
+             auto status = std::make_shared<ChannelStatusObj>();
+             status->channel_guid = channel->channel_guid;
+             status->channel_index = channel->channel_index;
+             auto stream = std::make_shared<ChannelStatusObj::LivingStatusObj>();
+             stream->connection_status = 1;
+             stream->current_bitrate = 2048.0 + 256.0 * static_cast<double>(statuses.size());
+             const double fps = channel->stream_info.main_stream.video_fps;
+             stream->current_fps = fps > 0 ? fps : 25.0;
+             stream->idx = 1;
+             status->living_status.push_back(stream);
+             status->recorded_statistic = {2, 512, 30, 40960};
+             statuses.push_back(status);
+         }
+         s.Call([&](ICentralizedServer& f) {
+             return f.NotifyArbitratorCameraStatusChange(lid, statuses);
+         });
+         return {*s.result == 0,
+                 Count(statuses.size(), "channel", "channels") + " of member " + lid + " live"};
+     }},
+    {"report a channel list change", "NotifyArbitratorCameraListChange",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kChannelInfoChanged);
+         const std::string lid = s.FirstLid();
+         ChannelObjList channels;
+         for (const auto& channel : s.channels) {
+             if (channel->owner_lid == lid) {
+                 channels.push_back(channel);
+             }
+         }
+         s.Call([&](ICentralizedServer& f) {
+             return f.NotifyArbitratorCameraListChange(lid, channels);
+         });
+         return {*s.result == 0,
+                 Count(channels.size(), "channel", "channels") + " of member " + lid};
+     }},
+    {"ask for a channel list refresh", "NotifyArbitratorCameraListRefresh",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kChannelInfoRefresh);
+         const std::string lid = s.FirstLid();
+         s.Call([&](ICentralizedServer& f) { return f.NotifyArbitratorCameraListRefresh(lid); });
+         return {*s.result == 0, "member " + lid};
+     }},
+    {"announce the refresh is ready", "NotifyArbitratorRefreshReady",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kAutonomyRefreshReady);
+         s.Call([](ICentralizedServer& f) { return f.NotifyArbitratorRefreshReady(); });
+         return {*s.result == 0, "empty body, as the arbitrator expects"};
+     }},
+    {"log a member change", "NotifyLogUpdateAutonomy",
+     [](Session& s) {
+         return ReportChangedMember(
+             s, fdr::endpoint::kLogUpdateList,
+             [](ICentralizedServer& f, auto& list) { return f.NotifyLogUpdateAutonomy(list); },
+             true);
+     }},
+    {"tell the arbitrator of the change", "NotifyArbitratorAutonomyChange",
+     [](Session& s) {
+         return ReportChangedMember(
+             s, fdr::endpoint::kAutonomyChanged,
+             [](ICentralizedServer& f, auto& list) {
+                 return f.NotifyArbitratorAutonomyChange(list);
+             },
+             false);
+     }},
+    {"tell video management of the change", "NotifyDravoServerAutonomyChange",
+     [](Session& s) {
+         return ReportChangedMember(
+             s, fdr::endpoint::kDravoNotify,
+             [](ICentralizedServer& f, auto& list) {
+                 return f.NotifyDravoServerAutonomyChange(list);
+             },
+             false);
+     }},
+    {"log a member removal", "NotifyLogRemoveAutonomy",
+     [](Session& s) {
+         return ReportRemovedMember(
+             s, fdr::endpoint::kLogDeleteList,
+             [](ICentralizedServer& f, std::string& lid) { return f.NotifyLogRemoveAutonomy(lid); },
+             false);
+     }},
+    {"tell the arbitrator of the removal", "NotifyArbitratorRemoveAutonomy",
+     [](Session& s) {
+         return ReportRemovedMember(
+             s, fdr::endpoint::kAutonomyChanged,
+             [](ICentralizedServer& f, std::string& lid) {
+                 return f.NotifyArbitratorRemoveAutonomy(lid);
+             },
+             true);
+     }},
+    {"apply a new autonomy mode", "NotifyArbitratorAutoModeChange",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kApplyAutonomies);
+         auto member = s.Member(0);
+         if (!member) {
+             return {false, "no member to switch"};
+         }
+         FederateBoxType::AutonomyInfo info;
+         info.lid = member->autonomy_lid;
+         info.lname = member->autonomy_lname;
+         info.username = member->username;
+         info.password = member->password;
+         info.address = member->address;
+         info.group = member->group_id;
+         s.Call([&](ICentralizedServer& f) {
+             return f.NotifyArbitratorAutoModeChange(info, kNewServerMode);
+         });
+         return {*s.result == 0, "member " + info.lid + " to \"" + kNewServerMode +
+                                     "\", password sent base64-encoded"};
+     }},
+    {"switch the autonomy mode", "ChangeAutonomyMode",
+     [](Session& s) {
+         s.Expect(fdr::endpoint::kAggregatorSystemInfo);
+         // The host composes this body itself; the library hands it on unchanged.
+         const std::string body = std::string(R"({"autonomy_mode":")") + kNewServerMode +
+                                  R"(","autonomy_lid":")" + s.FirstLid() + R"("})";
+         s.Call([&](ICentralizedServer& f) { return f.ChangeAutonomyMode(body); });
+         return s.Judge(ResultKind::RequestCode, "now \"" + std::string(kNewServerMode) + "\"");
+     }},
+    {"read a user's privileges", "GetFdrPrivilegeByUser",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kPrivilegeReport);
+         std::string user = s.settings.user, second, report;
+         s.Call(
+             [&](ICentralizedServer& f) { return f.GetFdrPrivilegeByUser(user, second, report); });
+         if (report.empty()) {
+             return {false, "no privilege report came back"};
+         }
+         const auto parsed = ParseStrict(report);
+         if (!parsed || !parsed->isObject()) {
+             return {false, "the report is not a JSON object"};
+         }
+         std::string detail = user + ": report of " + ByteSize(report.size());
+         const Json::Value& reports = (*parsed)["privilege_list"];
+         if (reports.isArray() && !reports.empty() && reports[0]["autonomy_list"].isArray()) {
+             const Json::Value& members = reports[0]["autonomy_list"];
+             detail = user + " may reach " + Count(members.size(), "member", "members");
+             std::string privileges;
+             for (const auto& privilege : members[0]["channel_list"][0]["privilege_list"]) {
+                 privileges += (privileges.empty() ? "" : ", ") + privilege.asString();
+             }
+             if (!privileges.empty()) {
+                 detail += " (" + privileges + ")";
+             }
+         }
+         return {*s.result == 0, detail};
+     }},
+    {"read the privilege timestamp", "GetFdrPrivilegeTime",
+     [](Session& s) -> StepOutcome {
+         s.Expect(fdr::endpoint::kConfig);
+         std::string timestamp;
+         s.Call([&](ICentralizedServer& f) { return f.GetFdrPrivilegeTime(timestamp); });
+         if (timestamp.empty()) {
+             return {false, "no timestamp came back"};
+         }
+         return {*s.result == 0, "last change " + Timestamp(timestamp)};
+     }},
+    {"build the failover information", "FormatFailOverBody",
+     [](Session& s) -> StepOutcome {
+         // What the host knows of its members besides the federation's answer.
+         static const char* const kModels[] = {"NVR-16P", "NVR-8", "NVR-32R"};
+         size_t index = 0;
+         for (const auto& member : s.members.autonomy_list) {
+             member->firmware = "4.2." + std::to_string(index + 1);
+             member->firmware_date = "2024-11-0" + std::to_string(index % 9 + 1);
+             member->machine_model = kModels[index % 3];
+             ++index;
+         }
+         s.Call([&](ICentralizedServer& f) {
+             return f.FormatFailOverBody(s.members, s.failover_body);
+         });
+         const auto parsed = ParseStrict(s.failover_body);
+         if (!parsed || !(*parsed)["autonomy_list"].isArray()) {
+             return {false, "the body is not the expected JSON: " + Ellipsize(s.failover_body, 60)};
+         }
+         const size_t entries = (*parsed)["autonomy_list"].size();
+         const size_t members = s.members.autonomy_list.size();
+         if (entries != members) {
+             return {false, Count(entries, "entry", "entries") + " for " +
+                                Count(members, "member", "members")};
+         }
+         return {*s.result == 0,
+                 Count(entries, "member", "members") + ", " + ByteSize(s.failover_body.size())};
+     }},
+    {"save the failover information", "SaveFailOverInfo",
+     [](Session& s) {
+         s.Expect(fdr::endpoint::kFailoverInfo);
+         s.Call([&](ICentralizedServer& f) { return f.SaveFailOverInfo(s.failover_body); });
+         return s.Judge(ResultKind::RequestCode, "stored " + ByteSize(s.failover_body.size()));
+     }},
+    {"produce the fisheye lens catalogue", "FormatFisyeyeSupportFile",
+     [](Session& s) {
+         auto catalogue = SampleLensCatalogue();
+         return JudgeSupportFile(
+             s.Call([&](ICentralizedServer& f) { return f.FormatFisyeyeSupportFile(catalogue); }),
+             "FishEyeParameterTable", catalogue.fisheye_brand_list.size());
+     }},
+    {"produce the projection lens catalogue", "FormatProjectionSupportFile",
+     [](Session& s) {
+         auto catalogue = SampleLensCatalogue();
+         return JudgeSupportFile(s.Call([&](ICentralizedServer& f) {
+             return f.FormatProjectionSupportFile(catalogue);
+         }),
+                                 "ProjectionTable", catalogue.projection_brand_list.size());
+     }},
+};
+
+// Plays the steps one after the other, printing each row as its step ends.
+std::vector<StepRecord> PlaySteps(Session& s, const StepPrinter& printer) {
+    std::vector<StepRecord> records;
+    for (const Step& step : kSteps) {
+        s.result.reset();
+        s.expected.clear();
+        s.console.clear();
+
+        StepRecord record;
+        record.number = static_cast<int>(records.size() + 1);
+        record.title = step.title;
+        record.operation = step.operation;
+        StepOutcome outcome;
+        try {
+            outcome = step.play(s);
+        } catch (const std::exception& error) {
+            outcome = {false, "raised an exception: " + std::string(error.what())};
+        }
+        record.result = s.result;
+        if (const std::string problem = s.CheckExchanges(); !problem.empty() && outcome.passed) {
+            outcome = {false, problem};
+        }
+        // The operations that always return 0 still say on the console when a request failed.
+        for (const auto& line : s.console) {
+            if (line.rfind("[error]n_ret=", 0) == 0 && outcome.passed) {
+                outcome = {false, "the request failed"};
+            }
+        }
+        if (!outcome.passed && !s.console.empty()) {
+            outcome.detail += " [library: " + s.console.back() + "]";
+        }
+        record.passed = outcome.passed;
+        record.detail = outcome.detail;
+        printer.Row(record);
+        records.push_back(std::move(record));
+    }
+    return records;
+}
+
 }  // namespace
 
-DemoSession::StepOutcome DemoSession::BuildFisheyeCatalogue() {
-    auto catalogue = SampleLensCatalogue();
-    const std::string text =
-        Call([&](ICentralizedServer& f) { return f.FormatFisyeyeSupportFile(catalogue); });
-    const auto [passed, detail] =
-        JudgeSupportFile(text, "FishEyeParameterTable", catalogue.fisheye_brand_list.size());
-    return {passed, detail};
+const std::vector<OptionSpec>& DemoOptions() {
+    static const std::vector<OptionSpec> options = {
+        {"--sim", "PATH", "the simulator to start (default: fdr-sim beside fedutil, then PATH)"},
+        {"--ready-timeout", "SECONDS", "how long to wait for the simulator to listen (default 10)"},
+        {"--client-id", "ID", "token client of the federation (default: recorder)"},
+        {"--client-secret", "SECRET", "its secret (default: s3cret)"},
+        {"--user", "NAME", "whose privileges to read (default: guard)"},
+        {"--keep", nullptr,
+         "keep the work folder (transcript, simulator output, library logs) and leave the "
+         "simulator running for a look at its console"},
+    };
+    return options;
 }
-
-DemoSession::StepOutcome DemoSession::BuildProjectionCatalogue() {
-    auto catalogue = SampleLensCatalogue();
-    const std::string text =
-        Call([&](ICentralizedServer& f) { return f.FormatProjectionSupportFile(catalogue); });
-    const auto [passed, detail] =
-        JudgeSupportFile(text, "ProjectionTable", catalogue.projection_brand_list.size());
-    return {passed, detail};
-}
-
-// ---- The whole demo ----
 
 namespace {
 
@@ -742,7 +702,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     } else {
         const std::string program = FindSimulator(line.ValueOr("--sim", ""));
         simulator = SimulatorProcess::Start(program, folder, ready_timeout, keep);
-        settings.journal_port = simulator->AdminPort();
+        settings.transcript = simulator->TranscriptPath();
         simulator_text = program + " (pid " + std::to_string(simulator->Pid()) + ")";
     }
 
@@ -764,22 +724,21 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
 
     size_t title_width = 0;
     size_t operation_width = 0;
-    for (const auto& [title, operation] : DemoSession::StepNames()) {
-        title_width = std::max(title_width, DisplayWidth(title));
-        operation_width = std::max(operation_width, DisplayWidth(operation));
+    for (const Step& step : kSteps) {
+        title_width = std::max(title_width, DisplayWidth(step.title));
+        operation_width = std::max(operation_width, DisplayWidth(step.operation));
     }
-    StepPrinter printer(out, style, title_width, operation_width);
+    const StepPrinter printer{out, style, title_width, operation_width};
     printer.Header();
-    DemoSession session(library.Federation(), settings);
-    const std::vector<StepRecord> steps = session.Run(printer);
+    Session session(library.Federation(), settings);
+    const std::vector<StepRecord> steps = PlaySteps(session, printer);
 
     if (simulator) {
-        // Read before the simulator stops: the journal lives in it.
-        const auto received = ReadJournal(settings.journal_port, 0).value_or(JournalPage());
         if (!keep) {
             simulator->Stop();
         }
-        PrintReceived(out, style, received.exchanges);
+        size_t from_start = 0;
+        PrintReceived(out, style, ReadTranscript(settings.transcript, from_start));
     }
     const bool all_passed =
         std::all_of(steps.begin(), steps.end(), [](const StepRecord& step) { return step.passed; });

@@ -109,83 +109,21 @@ void JsonFields::Fail(const std::string& place, const std::string& problem) cons
     throw InputError(Describe(source_, place, problem));
 }
 
-void JsonFields::WrongType(const char* key, const char* expected) const {
-    Fail(Place(key), std::string("expected ") + expected);
-}
-
-bool JsonFields::Text(const char* key, std::string& out) const {
-    const Json::Value* member = Get(key);
-    if (member == nullptr) {
-        return false;
+void JsonFields::Expect(bool right, const char* key, const char* expected) const {
+    if (!right) {
+        Fail(Place(key), std::string("expected ") + expected);
     }
-    if (!member->isString()) {
-        WrongType(key, "a string");
-    }
-    out = member->asString();
-    return true;
-}
-
-bool JsonFields::Int32(const char* key, int32_t& out) const {
-    const Json::Value* member = Get(key);
-    if (member == nullptr) {
-        return false;
-    }
-    if (!member->isInt()) {
-        WrongType(key, "a whole number within the 32-bit range");
-    }
-    out = member->asInt();
-    return true;
-}
-
-bool JsonFields::UInt64(const char* key, uint64_t& out) const {
-    const Json::Value* member = Get(key);
-    if (member == nullptr) {
-        return false;
-    }
-    if (!member->isUInt64()) {
-        WrongType(key, "a whole number from 0 to 18446744073709551615");
-    }
-    out = member->asUInt64();
-    return true;
-}
-
-bool JsonFields::Double(const char* key, double& out) const {
-    const Json::Value* member = Get(key);
-    if (member == nullptr) {
-        return false;
-    }
-    if (!member->isNumeric() || member->isBool()) {
-        WrongType(key, "a number");
-    }
-    out = member->asDouble();
-    return true;
-}
-
-bool JsonFields::Bool(const char* key, bool& out) const {
-    const Json::Value* member = Get(key);
-    if (member == nullptr) {
-        return false;
-    }
-    if (!member->isBool()) {
-        WrongType(key, "true or false");
-    }
-    out = member->asBool();
-    return true;
 }
 
 const Json::Value* JsonFields::Array(const char* key) const {
     const Json::Value* member = Get(key);
-    if (member != nullptr && !member->isArray()) {
-        WrongType(key, "an array");
-    }
+    Expect(member == nullptr || member->isArray(), key, "an array");
     return member;
 }
 
 const Json::Value* JsonFields::Object(const char* key) const {
     const Json::Value* member = Get(key);
-    if (member != nullptr && !member->isObject()) {
-        WrongType(key, "an object");
-    }
+    Expect(member == nullptr || member->isObject(), key, "an object");
     return member;
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 namespace fedutil {
 
@@ -33,11 +34,32 @@ class JsonFields {
     bool Has(const char* key) const;
     // The member of any type; null when absent.
     const Json::Value* Get(const char* key) const;
-    bool Text(const char* key, std::string& out) const;
-    bool Int32(const char* key, int32_t& out) const;
-    bool UInt64(const char* key, uint64_t& out) const;
-    bool Double(const char* key, double& out) const;
-    bool Bool(const char* key, bool& out) const;
+    // Reads a string, bool, int32_t, uint64_t or double member into `out`; false when absent.
+    template <typename T>
+    bool Read(const char* key, T& out) const {
+        const Json::Value* member = Get(key);
+        if (member == nullptr) {
+            return false;
+        }
+        if constexpr (std::is_same_v<T, std::string>) {
+            Expect(member->isString(), key, "a string");
+            out = member->asString();
+        } else if constexpr (std::is_same_v<T, bool>) {
+            Expect(member->isBool(), key, "true or false");
+            out = member->asBool();
+        } else if constexpr (std::is_same_v<T, int32_t>) {
+            Expect(member->isInt(), key, "a whole number within the 32-bit range");
+            out = member->asInt();
+        } else if constexpr (std::is_same_v<T, uint64_t>) {
+            Expect(member->isUInt64(), key, "a whole number from 0 to 18446744073709551615");
+            out = member->asUInt64();
+        } else {
+            static_assert(std::is_same_v<T, double>);
+            Expect(member->isNumeric() && !member->isBool(), key, "a number");
+            out = member->asDouble();
+        }
+        return true;
+    }
     // The member when it is an array / an object; null when absent.
     const Json::Value* Array(const char* key) const;
     const Json::Value* Object(const char* key) const;
@@ -50,7 +72,8 @@ class JsonFields {
     [[noreturn]] void Fail(const std::string& place, const std::string& problem) const;
 
   private:
-    [[noreturn]] void WrongType(const char* key, const char* expected) const;
+    // Fails with "expected <expected>" at `key` unless `right`.
+    void Expect(bool right, const char* key, const char* expected) const;
 
     const Json::Value& object_;
     std::string source_;

@@ -1,7 +1,5 @@
 #include "JsonOutput.h"
 
-#include <new>
-
 #include "json/JsonNumber.h"
 
 namespace fedutil {
@@ -11,13 +9,6 @@ namespace {
 struct PrintedDeleter {
     void operator()(char* text) const { cJSON_free(text); }
 };
-
-cJSON* Checked(cJSON* item) {
-    if (item == nullptr) {
-        throw std::bad_alloc();
-    }
-    return item;
-}
 
 bool IsContainer(const cJSON* item) {
     return cJSON_IsObject(item) || cJSON_IsArray(item);
@@ -36,7 +27,7 @@ bool FitsOnOneLine(const cJSON* array) {
 }
 
 std::string QuotedKey(const char* key) {
-    JsonTree text(Checked(cJSON_CreateString(key != nullptr ? key : "")));
+    JsonTree text(cJSON_CreateString(key != nullptr ? key : ""));
     return CompactJson(text.get());
 }
 
@@ -75,45 +66,9 @@ void WritePretty(const cJSON* item, int depth, std::string& out) {
 
 }  // namespace
 
-JsonTree NewObject() {
-    return JsonTree(Checked(cJSON_CreateObject()));
-}
-
-JsonTree NewArray() {
-    return JsonTree(Checked(cJSON_CreateArray()));
-}
-
-void Add(cJSON* object, const char* key, cJSON* item) {
-    if (!fdr::json::AddItem(object, key, Checked(item))) {
-        throw std::bad_alloc();
-    }
-}
-
-void Add(cJSON* object, const char* key, JsonTree item) {
-    Add(object, key, item.release());
-}
-
-void AddText(cJSON* object, const char* key, const std::string& text) {
-    Add(object, key, cJSON_CreateString(text.c_str()));
-}
-
-void Append(cJSON* array, JsonTree item) {
-    if (!cJSON_AddItemToArray(array, item.get())) {
-        throw std::bad_alloc();
-    }
-    item.release();
-}
-
-JsonTree ParseJsonTree(const std::string& text) {
-    return JsonTree(fdr::json::Parse(text));
-}
-
 std::string CompactJson(const cJSON* tree) {
     std::unique_ptr<char, PrintedDeleter> text(cJSON_PrintUnformatted(tree));
-    if (!text) {
-        throw std::bad_alloc();
-    }
-    return text.get();
+    return text ? text.get() : "";
 }
 
 std::string PrettyJson(const cJSON* tree) {
@@ -123,7 +78,7 @@ std::string PrettyJson(const cJSON* tree) {
 }
 
 std::optional<std::string> PrettyJsonText(const std::string& text) {
-    JsonTree tree = ParseJsonTree(text);
+    JsonTree tree(fdr::json::Parse(text));
     if (!tree) {
         return std::nullopt;
     }

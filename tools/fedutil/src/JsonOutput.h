@@ -1,31 +1,26 @@
-// JSON trees for fedutil's output, built with the library's own cJSON helpers so that keys keep
-// their order and 64-bit numbers stay exact, and printed with two-space indentation.
+// JSON trees for fedutil's output, built with the library's own helpers (fdr::jsontree) so that
+// keys keep their order and 64-bit numbers stay exact, and printed with two-space indentation.
 #pragma once
 
-#include <cjson/cJSON.h>
-
-#include <memory>
 #include <optional>
 #include <string>
 
+#include "json/JsonTree.h"
+
 namespace fedutil {
 
-struct JsonTreeDeleter {
-    void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using JsonTree = std::unique_ptr<cJSON, JsonTreeDeleter>;
+using JsonTree = fdr::jsontree::Tree;
+using fdr::jsontree::AddText;
 
-// A new object; std::bad_alloc when memory runs out.
-JsonTree NewObject();
-JsonTree NewArray();
-// Adders that take ownership of `item` (std::bad_alloc when memory runs out).
-void Add(cJSON* object, const char* key, cJSON* item);
-void Add(cJSON* object, const char* key, JsonTree item);
-void AddText(cJSON* object, const char* key, const std::string& text);
-void Append(cJSON* array, JsonTree item);
-
-// `text` parsed (numbers exact), or null when it is not JSON.
-JsonTree ParseJsonTree(const std::string& text);
+// Attaches `tree` under `key` (which must outlive `object`) or into `array`.
+inline void Add(cJSON* object, const char* key, JsonTree tree) {
+    fdr::jsontree::Attach(object, key, tree.release());
+}
+inline void Append(cJSON* array, JsonTree item) {
+    if (cJSON_AddItemToArray(array, item.get())) {
+        item.release();
+    }
+}
 
 // One line, no spaces.
 std::string CompactJson(const cJSON* tree);

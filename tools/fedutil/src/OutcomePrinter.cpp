@@ -6,7 +6,7 @@
 
 #include "Errors.h"
 #include "JsonOutput.h"
-#include "RecordJson.h"
+#include "RecordFiles.h"
 #include "ResultCodes.h"
 #include "json/JsonNumber.h"
 
@@ -39,14 +39,17 @@ std::string AddressOf(const ChannelObj& channel) {
                                  : network.lan_addr;
 }
 
+// A heading with its count, then the table unless it is empty.
+void PrintTable(std::ostream& out, const Style& style, const std::string& heading,
+                const std::string& count, const TextTable& table) {
+    out << '\n' << style.Paint(heading, Tone::Strong) << " (" << count << ")\n";
+    if (!table.Empty()) {
+        table.Print(out, style);
+    }
+}
+
 void PrintMembers(std::ostream& out, const Style& style,
                   const DravoAgentData::AutonomyList& members) {
-    out << '\n'
-        << style.Paint("members", Tone::Strong) << " ("
-        << Plural(members.autonomy_list.size(), "server", "servers") << ")\n";
-    if (members.autonomy_list.empty()) {
-        return;
-    }
     TextTable table({"lid", "name", "address", "user", "mode", "group", "mac", "added"});
     table.AlignRight(5);
     table.LimitWidth(1, 28);
@@ -57,17 +60,12 @@ void PrintMembers(std::ostream& out, const Style& style,
                           member->mac, member->add_time});
         }
     }
-    table.Print(out, style);
+    PrintTable(out, style, "members", Plural(members.autonomy_list.size(), "server", "servers"),
+               table);
 }
 
 void PrintChannels(std::ostream& out, const Style& style, const std::string& lid,
                    const ChannelObjList& channels) {
-    out << '\n'
-        << style.Paint("channels of member " + lid, Tone::Strong) << " ("
-        << Plural(channels.size(), "channel", "channels") << ")\n";
-    if (channels.empty()) {
-        return;
-    }
     TextTable table({"index", "name", "guid", "camera", "lens", "address"});
     table.AlignRight(0);
     table.LimitWidth(1, 28);
@@ -82,7 +80,8 @@ void PrintChannels(std::ostream& out, const Style& style, const std::string& lid
                           channel->channel_guid, camera, LensOf(*channel), AddressOf(*channel)});
         }
     }
-    table.Print(out, style);
+    PrintTable(out, style, "channels of member " + lid,
+               Plural(channels.size(), "channel", "channels"), table);
 }
 
 void PrintDocument(std::ostream& out, const Style& style, const std::string& name,
@@ -171,16 +170,16 @@ void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& op
 
 std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& outcome,
                         const std::string& library_path) {
-    JsonTree root = NewObject();
+    JsonTree root = JsonTree(cJSON_CreateObject());
     AddText(root.get(), "operation", operation.name);
     AddText(root.get(), "library", library_path);
-    Add(root.get(), "result", fdr::json::MakeInt32(outcome.result));
+    fdr::jsontree::AddInt32(root.get(), "result", outcome.result);
     AddText(root.get(), "result_hex", HexResult(outcome.result));
     AddText(root.get(), "meaning",
             DescribeResult(outcome.result, operation.result_kind, outcome.console));
-    Add(root.get(), "exit_status", fdr::json::MakeInt32(ExitStatusForResult(outcome.result)));
+    fdr::jsontree::AddInt32(root.get(), "exit_status", ExitStatusForResult(outcome.result));
 
-    JsonTree outputs = NewObject();
+    JsonTree outputs = JsonTree(cJSON_CreateObject());
     for (const auto& [name, value] : outcome.texts) {
         AddText(outputs.get(), name.c_str(), value);
     }
@@ -195,12 +194,12 @@ std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& 
     }
     Add(root.get(), "outputs", std::move(outputs));
 
-    JsonTree notes = NewArray();
+    JsonTree notes = JsonTree(cJSON_CreateArray());
     for (const auto& note : outcome.notes) {
         Append(notes.get(), JsonTree(cJSON_CreateString(note.c_str())));
     }
     Add(root.get(), "notes", std::move(notes));
-    JsonTree console = NewArray();
+    JsonTree console = JsonTree(cJSON_CreateArray());
     for (const auto& line : outcome.console) {
         Append(console.get(), JsonTree(cJSON_CreateString(line.c_str())));
     }

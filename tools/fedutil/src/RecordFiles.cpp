@@ -1,13 +1,14 @@
 #include "RecordFiles.h"
 
-#include <cstdio>
 #include <memory>
 #include <vector>
 
 #include "Errors.h"
 #include "JsonInput.h"
-#include "MemberFields.h"
+#include "ResultCodes.h"
 #include "json/CFdrUtilParser.h"
+#include "json/ChannelJsonFormatter.h"
+#include "json/JsonNumber.h"
 
 namespace fedutil {
 
@@ -16,14 +17,126 @@ namespace {
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
 
-std::string SourceName(const std::string& path) {
-    return path == "-" ? "standard input" : path;
+using MemberRecord = DravoAgentData::AutonomyList::AutonomyListObj;
+
+template <typename T>
+struct MemberField {
+    const char* key;
+    T MemberRecord::*member;
+};
+
+// The text keys of a "/fdr/Autonomies" answer element (the library's reader fills these).
+constexpr MemberField<std::string> kServiceTextFields[] = {
+    {"autonomy_lid", &MemberRecord::autonomy_lid},
+    {"autonomy_id", &MemberRecord::autonomy_id},
+    {"autonomy_lname", &MemberRecord::autonomy_lname},
+    {"address", &MemberRecord::address},
+    {"username", &MemberRecord::username},
+    {"password", &MemberRecord::password},
+    {"server_mode", &MemberRecord::server_mode},
+    {"mac", &MemberRecord::mac},
+    {"add_time", &MemberRecord::add_time},
+};
+
+// What a host knows of a member besides the service's answer (firmware for the failover
+// information, capabilities for the notifications, ...).
+constexpr MemberField<std::string> kHostTextFields[] = {
+    {"firmware", &MemberRecord::firmware},
+    {"firmware_date", &MemberRecord::firmware_date},
+    {"sid", &MemberRecord::sid},
+    {"token", &MemberRecord::token},
+    {"machine_internal_model", &MemberRecord::machine_internal_model},
+    {"machine_model", &MemberRecord::machine_model},
+    {"machine_name", &MemberRecord::machine_name},
+    {"machine_version", &MemberRecord::machine_version},
+    {"auth_data", &MemberRecord::auth_data},
+    {"cms_server_required_lower", &MemberRecord::cms_server_required_lower},
+    {"cms_server_required_upper", &MemberRecord::cms_server_required_upper},
+    {"pc_client_required_lower", &MemberRecord::pc_client_required_lower},
+    {"pc_client_required_upper", &MemberRecord::pc_client_required_upper},
+    {"sys_health", &MemberRecord::sys_health},
+};
+
+constexpr MemberField<bool> kHostFlagFields[] = {
+    {"is_admin", &MemberRecord::is_admin},
+    {"is_support_enable_app", &MemberRecord::is_support_enable_app},
+    {"is_support_update_fw", &MemberRecord::is_support_update_fw},
+    {"is_support_add_server", &MemberRecord::is_support_add_server},
+    {"is_zep", &MemberRecord::is_zep},
+    {"centralized_by_another", &MemberRecord::centralized_by_another},
+};
+
+constexpr MemberField<int32_t> kHostNumberFields[] = {
+    {"ch_num", &MemberRecord::ch_num},
+    {"retrieve", &MemberRecord::retrieve},
+};
+
+// Also read and written: "group_list" ([{"id": group_id}]), "health_status" (unsigned 64-bit)
+// and "thirdparty_support_list" (JSON, kept in the record as text).
+
+using fdr::jsontree::AddInt32;
+
+JsonTree MemberJson(const MemberRecord& record) {
+    static const MemberRecord defaults;
+    JsonTree element = JsonTree(cJSON_CreateObject());
+    for (const auto& field : kServiceTextFields) {
+        AddText(element.get(), field.key, record.*field.member);
+    }
+    JsonTree groups = JsonTree(cJSON_CreateArray());
+    JsonTree group = JsonTree(cJSON_CreateObject());
+    AddInt32(group.get(), "id", record.group_id);
+    Append(groups.get(), std::move(group));
+    Add(element.get(), "group_list", std::move(groups));
+
+    for (const auto& field : kHostTextFields) {
+        if (record.*field.member != defaults.*field.member) {
+            AddText(element.get(), field.key, record.*field.member);
+        }
+    }
+    for (const auto& field : kHostFlagFields) {
+        if (record.*field.member != defaults.*field.member) {
+            fdr::jsontree::AddBool(element.get(), field.key, record.*field.member);
+        }
+    }
+    for (const auto& field : kHostNumberFields) {
+        if (record.*field.member != defaults.*field.member) {
+            AddInt32(element.get(), field.key, record.*field.member);
+        }
+    }
+    if (record.health_status != defaults.health_status) {
+        fdr::jsontree::AddUInt64(element.get(), "health_status", record.health_status);
+    }
+    if (!record.thirdparty_support_list.empty()) {
+        JsonTree list = JsonTree(fdr::json::Parse(record.thirdparty_support_list));
+        if (list) {
+            Add(element.get(), "thirdparty_support_list", std::move(list));
+        } else {
+            AddText(element.get(), "thirdparty_support_list", record.thirdparty_support_list);
+        }
+    }
+    return element;
 }
 
-std::string HexCode(unsigned int code) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%08X", code);
-    return text;
+JsonTree VirtualCamerasJson(const ChannelObj& channel) {
+    JsonTree cameras = JsonTree(cJSON_CreateArray());
+    for (const auto& camera : channel.virtual_camera_list) {
+        if (!camera) {
+            continue;
+        }
+        JsonTree item = JsonTree(cJSON_CreateObject());
+        AddInt32(item.get(), "height", camera->height);
+        AddInt32(item.get(), "horizontal", camera->horizontal);
+        AddInt32(item.get(), "index", camera->index);
+        AddText(item.get(), "name", camera->name);
+        AddInt32(item.get(), "vertical", camera->vertical);
+        AddInt32(item.get(), "width", camera->width);
+        Append(cameras.get(), std::move(item));
+    }
+    return cameras;
+}
+
+std::string SourceName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
 }
 
 // A saved answer of a failed request is no list: say so rather than read an empty one.
@@ -45,26 +158,26 @@ void RejectErrorAnswer(const JsonFields& top) {
 void CheckServiceKeys(const JsonFields& element) {
     std::string ignored;
     for (const auto& field : kServiceTextFields) {
-        element.Text(field.key, ignored);
+        element.Read(field.key, ignored);
     }
     const Json::Value* groups = element.Array("group_list");
     if (groups != nullptr && !groups->empty()) {
         int32_t id = 0;
-        ObjectAt((*groups)[0], element.Source(), element.Place("group_list", 0)).Int32("id", id);
+        ObjectAt((*groups)[0], element.Source(), element.Place("group_list", 0)).Read("id", id);
     }
 }
 
 void ReadHostMembers(const JsonFields& element, MemberRecord& record) {
     for (const auto& field : kHostTextFields) {
-        element.Text(field.key, record.*field.member);
+        element.Read(field.key, record.*field.member);
     }
     for (const auto& field : kHostFlagFields) {
-        element.Bool(field.key, record.*field.member);
+        element.Read(field.key, record.*field.member);
     }
     for (const auto& field : kHostNumberFields) {
-        element.Int32(field.key, record.*field.member);
+        element.Read(field.key, record.*field.member);
     }
-    element.UInt64("health_status", record.health_status);
+    element.Read("health_status", record.health_status);
     // The record keeps this list as JSON text; a file may give it as JSON or as that text.
     if (const Json::Value* list = element.Get("thirdparty_support_list")) {
         if (list->isString()) {
@@ -90,7 +203,7 @@ std::vector<ChannelEntry> ChannelEntries(const JsonFields& top) {
     std::vector<ChannelEntry> entries;
     if (const Json::Value* list = top.Array("channel_list")) {
         std::string owner;
-        top.Text("autonomy_lid", owner);
+        top.Read("autonomy_lid", owner);
         for (Json::ArrayIndex i = 0; i < list->size(); ++i) {
             entries.push_back({&(*list)[i], top.Place("channel_list", i), owner});
         }
@@ -106,7 +219,7 @@ std::vector<ChannelEntry> ChannelEntries(const JsonFields& top) {
         const JsonFields group =
             ObjectAt((*groups)[g], top.Source(), top.Place("autonomy_list", g));
         std::string owner;
-        if (!group.Text("autonomy_lid", owner)) {
+        if (!group.Read("autonomy_lid", owner)) {
             group.Fail(group.Place("autonomy_lid"), "missing: every group names its member");
         }
         const Json::Value* list = group.Array("channel_list");
@@ -126,10 +239,10 @@ std::string ChannelText(const JsonFields& entry) {
     if (data == nullptr || (data->isString() && data->asString().empty())) {
         Json::Value channel(Json::objectValue);
         std::string text;
-        if (entry.Text("guid", text)) {
+        if (entry.Read("guid", text)) {
             channel["channel_guid"] = text;
         }
-        if (entry.Text("name", text)) {
+        if (entry.Read("name", text)) {
             channel["channel_name"] = text;
         }
         return CompactJsonText(channel);
@@ -152,27 +265,27 @@ std::string ChannelText(const JsonFields& entry) {
 
 std::shared_ptr<ChannelStatusObj> ReadChannelStatus(const JsonFields& fields) {
     auto status = std::make_shared<ChannelStatusObj>();
-    fields.Text("channel_guid", status->channel_guid);
-    fields.Int32("channel_index", status->channel_index);
+    fields.Read("channel_guid", status->channel_guid);
+    fields.Read("channel_index", status->channel_index);
     if (const Json::Value* streams = fields.Array("living_status")) {
         for (Json::ArrayIndex i = 0; i < streams->size(); ++i) {
             const JsonFields stream =
                 ObjectAt((*streams)[i], fields.Source(), fields.Place("living_status", i));
             auto living = std::make_shared<ChannelStatusObj::LivingStatusObj>();
-            stream.Int32("connection_status", living->connection_status);
-            stream.Double("current_bitrate", living->current_bitrate);
-            stream.Double("current_fps", living->current_fps);
-            stream.Int32("idx", living->idx);
+            stream.Read("connection_status", living->connection_status);
+            stream.Read("current_bitrate", living->current_bitrate);
+            stream.Read("current_fps", living->current_fps);
+            stream.Read("idx", living->idx);
             status->living_status.push_back(std::move(living));
         }
     }
     if (const Json::Value* statistic = fields.Object("recorded_statistic")) {
         const JsonFields recorded(*statistic, fields.Source(), fields.Place("recorded_statistic"));
         auto& out = status->recorded_statistic;
-        recorded.Int32("alarm_rec_days", out.alarm_rec_days);
-        recorded.Int32("alarm_rec_size", out.alarm_rec_size);
-        recorded.Int32("normal_rec_days", out.normal_rec_days);
-        recorded.Int32("normal_rec_size", out.normal_rec_size);
+        recorded.Read("alarm_rec_days", out.alarm_rec_days);
+        recorded.Read("alarm_rec_size", out.alarm_rec_size);
+        recorded.Read("normal_rec_days", out.normal_rec_days);
+        recorded.Read("normal_rec_size", out.normal_rec_size);
     }
     return status;
 }
@@ -193,20 +306,20 @@ void EachObject(const JsonFields& fields, const char* key, Read read) {
 
 ServerInfo::FisheyeSizeObj ReadFisheyeSize(const JsonFields& fields) {
     ServerInfo::FisheyeSizeObj size;
-    fields.Int32("w", size.w);
-    fields.Int32("h", size.h);
-    fields.Int32("v", size.v);
-    fields.Double("x", size.x);
-    fields.Double("y", size.y);
-    fields.Double("latitude", size.latitude);
-    fields.Double("ratio", size.ratio);
+    fields.Read("w", size.w);
+    fields.Read("h", size.h);
+    fields.Read("v", size.v);
+    fields.Read("x", size.x);
+    fields.Read("y", size.y);
+    fields.Read("latitude", size.latitude);
+    fields.Read("ratio", size.ratio);
     return size;
 }
 
 ServerInfo::ProjectionSizeObj ReadProjectionSize(const JsonFields& fields) {
     ServerInfo::ProjectionSizeObj size;
-    fields.Int32("w", size.w);
-    fields.Int32("h", size.h);
+    fields.Read("w", size.w);
+    fields.Read("h", size.h);
     const std::pair<const char*, double ServerInfo::ProjectionSizeObj::*> numbers[] = {
         {"fov", &ServerInfo::ProjectionSizeObj::fov},
         {"left_center_x", &ServerInfo::ProjectionSizeObj::left_center_x},
@@ -221,14 +334,40 @@ ServerInfo::ProjectionSizeObj ReadProjectionSize(const JsonFields& fields) {
         {"right_radius_y", &ServerInfo::ProjectionSizeObj::right_radius_y},
     };
     for (const auto& [key, member] : numbers) {
-        fields.Double(key, size.*member);
+        fields.Read(key, size.*member);
     }
     return size;
 }
 
+// The brands of one support file's table: brand, models, sizes; a projection model also names
+// its projection.
+template <typename Brand, typename ReadSize>
+void ReadBrands(const JsonFields& top, const char* key, std::vector<std::shared_ptr<Brand>>& out,
+                ReadSize read_size) {
+    EachObject(top, key, [&](const JsonFields& fields) {
+        auto brand = std::make_shared<Brand>();
+        fields.Read("brand_id", brand->brand_id);
+        fields.Read("brand_name", brand->brand_name);
+        EachObject(fields, "model_list", [&](const JsonFields& model_fields) {
+            typename decltype(brand->model_list)::value_type model;
+            if constexpr (std::is_same_v<Brand, ServerInfo::ProjectionBrandObj>) {
+                model_fields.Read("projection", model.projection);
+            }
+            model_fields.Read("model_id", model.model_id);
+            model_fields.Read("model_name", model.model_name);
+            EachObject(model_fields, "size_list",
+                       [&](const JsonFields& size) { model.size_list.push_back(read_size(size)); });
+            brand->model_list.push_back(std::move(model));
+        });
+        out.push_back(std::move(brand));
+    });
+}
+
 }  // namespace
 
-DravoAgentData::AutonomyList ReadMembers(const Json::Value& root, const std::string& source) {
+DravoAgentData::AutonomyList ReadMemberFile(const std::string& path) {
+    const Json::Value root = ReadJsonFile(path);
+    const std::string source = SourceName(path);
     const JsonFields top = ObjectAt(root, source, "");
     RejectErrorAnswer(top);
     const Json::Value* list = top.Array("autonomy_list");
@@ -249,7 +388,8 @@ DravoAgentData::AutonomyList ReadMembers(const Json::Value& root, const std::str
     const unsigned int code =
         CFdrUtilParser::ParseAutonomyList(CompactJsonText(answer).c_str(), members.autonomy_list);
     if (code != 0 || members.autonomy_list.size() != elements.size()) {
-        top.Fail("", "the library's member list reader refused it (" + HexCode(code) + ")");
+        top.Fail("", "the library's member list reader refused it (" +
+                         HexResult(static_cast<int>(code)) + ")");
     }
     for (size_t i = 0; i < elements.size(); ++i) {
         ReadHostMembers(elements[i], *members.autonomy_list[i]);
@@ -257,11 +397,9 @@ DravoAgentData::AutonomyList ReadMembers(const Json::Value& root, const std::str
     return members;
 }
 
-DravoAgentData::AutonomyList ReadMemberFile(const std::string& path) {
-    return ReadMembers(ReadJsonFile(path), SourceName(path));
-}
-
-ChannelObjList ReadChannels(const Json::Value& root, const std::string& source) {
+ChannelObjList ReadChannelFile(const std::string& path) {
+    const Json::Value root = ReadJsonFile(path);
+    const std::string source = SourceName(path);
     const JsonFields top = ObjectAt(root, source, "");
     RejectErrorAnswer(top);
     std::vector<ChannelEntry> entries = ChannelEntries(top);
@@ -269,7 +407,7 @@ ChannelObjList ReadChannels(const Json::Value& root, const std::string& source) 
     answer["channel_list"] = Json::Value(Json::arrayValue);
     for (auto& entry : entries) {
         const JsonFields fields = ObjectAt(*entry.value, source, entry.place);
-        fields.Text("owner_lid", entry.owner);
+        fields.Read("owner_lid", entry.owner);
         Json::Value item(Json::objectValue);
         item["data"] = ChannelText(fields);
         answer["channel_list"].append(item);
@@ -280,7 +418,8 @@ ChannelObjList ReadChannels(const Json::Value& root, const std::string& source) 
     const unsigned int code =
         CFdrUtilParser::ParseChannelList(CompactJsonText(answer).c_str(), channels);
     if (code != 0 || channels.size() != entries.size()) {
-        top.Fail("", "the library's channel list reader refused it (" + HexCode(code) + ")");
+        top.Fail("", "the library's channel list reader refused it (" +
+                         HexResult(static_cast<int>(code)) + ")");
     }
     for (size_t i = 0; i < entries.size(); ++i) {
         channels[i]->owner_lid = entries[i].owner;
@@ -288,11 +427,9 @@ ChannelObjList ReadChannels(const Json::Value& root, const std::string& source) 
     return channels;
 }
 
-ChannelObjList ReadChannelFile(const std::string& path) {
-    return ReadChannels(ReadJsonFile(path), SourceName(path));
-}
-
-ChannelStatusObjList ReadChannelStatuses(const Json::Value& root, const std::string& source) {
+ChannelStatusObjList ReadChannelStatusFile(const std::string& path) {
+    const Json::Value root = ReadJsonFile(path);
+    const std::string source = SourceName(path);
     const JsonFields top = ObjectAt(root, source, "");
     if (!top.Has("channel_status_list")) {
         top.Fail("", R"(expected {"channel_status_list":[...]})");
@@ -304,26 +441,20 @@ ChannelStatusObjList ReadChannelStatuses(const Json::Value& root, const std::str
     return statuses;
 }
 
-ChannelStatusObjList ReadChannelStatusFile(const std::string& path) {
-    return ReadChannelStatuses(ReadJsonFile(path), SourceName(path));
-}
-
-FederateBoxType::AutonomyInfo ReadAutonomyInfo(const Json::Value& root, const std::string& source) {
+FederateBoxType::AutonomyInfo ReadAutonomyInfoFile(const std::string& path) {
+    const Json::Value root = ReadJsonFile(path);
+    const std::string source = SourceName(path);
     const JsonFields fields = ObjectAt(root, source, "");
     FederateBoxType::AutonomyInfo info;
-    if (!fields.Text("lid", info.lid)) {
+    if (!fields.Read("lid", info.lid)) {
         fields.Fail("lid", "missing: the member server the mode applies to");
     }
-    fields.Text("lname", info.lname);
-    fields.Text("username", info.username);
-    fields.Text("password", info.password);
-    fields.Text("address", info.address);
-    fields.Int32("group", info.group);
+    fields.Read("lname", info.lname);
+    fields.Read("username", info.username);
+    fields.Read("password", info.password);
+    fields.Read("address", info.address);
+    fields.Read("group", info.group);
     return info;
-}
-
-FederateBoxType::AutonomyInfo ReadAutonomyInfoFile(const std::string& path) {
-    return ReadAutonomyInfo(ReadJsonFile(path), SourceName(path));
 }
 
 DravoAgentData::DravoServerInfo ReadLensCatalogue(const Json::Value& root,
@@ -333,42 +464,61 @@ DravoAgentData::DravoServerInfo ReadLensCatalogue(const Json::Value& root,
         top.Fail("", R"(expected "FishEyeParameterTable", "ProjectionTable" or both)");
     }
     ServerInfo info;
-    EachObject(top, "FishEyeParameterTable", [&info](const JsonFields& fields) {
-        auto brand = std::make_shared<ServerInfo::FisheyeBrandObj>();
-        fields.Text("brand_id", brand->brand_id);
-        fields.Text("brand_name", brand->brand_name);
-        EachObject(fields, "model_list", [&brand](const JsonFields& model_fields) {
-            ServerInfo::FisheyeModelObj model;
-            model_fields.Text("model_id", model.model_id);
-            model_fields.Text("model_name", model.model_name);
-            EachObject(model_fields, "size_list", [&model](const JsonFields& size) {
-                model.size_list.push_back(ReadFisheyeSize(size));
-            });
-            brand->model_list.push_back(std::move(model));
-        });
-        info.fisheye_brand_list.push_back(std::move(brand));
-    });
-    EachObject(top, "ProjectionTable", [&info](const JsonFields& fields) {
-        auto brand = std::make_shared<ServerInfo::ProjectionBrandObj>();
-        fields.Text("brand_id", brand->brand_id);
-        fields.Text("brand_name", brand->brand_name);
-        EachObject(fields, "model_list", [&brand](const JsonFields& model_fields) {
-            ServerInfo::ProjectionModelObj model;
-            model_fields.Text("projection", model.projection);
-            model_fields.Text("model_id", model.model_id);
-            model_fields.Text("model_name", model.model_name);
-            EachObject(model_fields, "size_list", [&model](const JsonFields& size) {
-                model.size_list.push_back(ReadProjectionSize(size));
-            });
-            brand->model_list.push_back(std::move(model));
-        });
-        info.projection_brand_list.push_back(std::move(brand));
-    });
+    ReadBrands(top, "FishEyeParameterTable", info.fisheye_brand_list, ReadFisheyeSize);
+    ReadBrands(top, "ProjectionTable", info.projection_brand_list, ReadProjectionSize);
     return info;
 }
 
 DravoAgentData::DravoServerInfo ReadLensCatalogueFile(const std::string& path) {
     return ReadLensCatalogue(ReadJsonFile(path), SourceName(path));
+}
+
+JsonTree MemberListJson(const DravoAgentData::AutonomyList& members) {
+    JsonTree root = JsonTree(cJSON_CreateObject());
+    JsonTree list = JsonTree(cJSON_CreateArray());
+    for (const auto& record : members.autonomy_list) {
+        if (record) {
+            Append(list.get(), MemberJson(*record));
+        }
+    }
+    Add(root.get(), "autonomy_list", std::move(list));
+    return root;
+}
+
+namespace {
+
+std::string ChannelDataText(const std::shared_ptr<ChannelObj>& channel) {
+    std::string text;
+    construct_cahnnel_info_string(channel, text);
+    JsonTree tree = JsonTree(fdr::json::Parse(text));
+    if (!tree || !channel) {
+        return text;
+    }
+    cJSON* cameras = VirtualCamerasJson(*channel).release();
+    if (!cJSON_ReplaceItemInObjectCaseSensitive(tree.get(), "virtual_camera_list", cameras)) {
+        cJSON_Delete(cameras);
+    }
+    return CompactJson(tree.get());
+}
+
+}  // namespace
+
+JsonTree ChannelListJson(const std::string& lid, const ChannelObjList& channels) {
+    JsonTree root = JsonTree(cJSON_CreateObject());
+    AddText(root.get(), "autonomy_lid", lid);
+    JsonTree list = JsonTree(cJSON_CreateArray());
+    for (const auto& channel : channels) {
+        if (!channel) {
+            continue;
+        }
+        JsonTree entry = JsonTree(cJSON_CreateObject());
+        AddText(entry.get(), "guid", channel->channel_guid);
+        AddText(entry.get(), "name", channel->channel_name);
+        AddText(entry.get(), "data", ChannelDataText(channel));
+        Append(list.get(), std::move(entry));
+    }
+    Add(root.get(), "channel_list", std::move(list));
+    return root;
 }
 
 }  // namespace fedutil

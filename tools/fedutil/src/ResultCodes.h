@@ -6,13 +6,6 @@
 
 namespace fedutil {
 
-// Exit statuses besides the operation's own result (0..63).
-inline constexpr int kExitUsage = 64;        // bad command line
-inline constexpr int kExitNoInput = 66;      // an input file cannot be read or is not usable
-inline constexpr int kExitUnavailable = 69;  // the library (or the simulator) cannot be loaded
-inline constexpr int kExitSoftware = 70;     // the operation raised an exception
-inline constexpr int kExitCantCreate = 73;   // an output file cannot be written
-
 // How an operation's result is to be read.
 enum class ResultKind {
     AlwaysZero,            // by design; the caller checks the output instead

@@ -43,18 +43,6 @@ std::string ReadSmallFile(const std::string& path) {
     return content;
 }
 
-// Waits up to `limit` for the child to end; true when it has (and has been reaped).
-bool WaitForExit(pid_t pid, std::chrono::milliseconds limit, int* status) {
-    const auto deadline = Clock::now() + limit;
-    do {
-        if (waitpid(pid, status, WNOHANG) == pid) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    } while (Clock::now() < deadline);
-    return false;
-}
-
 std::string ExitDescription(int status) {
     if (WIFEXITED(status)) {
         return "exited with status " + std::to_string(WEXITSTATUS(status));
@@ -185,9 +173,8 @@ std::unique_ptr<SimulatorProcess> SimulatorProcess::Start(const std::string& pro
     // {"pid":..,"services":{..},"admin":{"port":N}}; an older simulator names no admin port.
     Json::CharReaderBuilder builder;
     Json::Value described;
-    std::string ignored;
-    std::istringstream text(ReadSmallFile(ready));
-    if (Json::parseFromStream(builder, text, &described, &ignored) && described.isObject() &&
+    std::ifstream text(ready);
+    if (Json::parseFromStream(builder, text, &described, nullptr) && described.isObject() &&
         described["admin"].isObject() && described["admin"]["port"].isInt()) {
         simulator->admin_port_ = described["admin"]["port"].asInt();
     }
@@ -202,11 +189,15 @@ void SimulatorProcess::Stop() {
     if (pid_ <= 0) {
         return;
     }
-    int status = 0;
     kill(pid_, SIGTERM);
-    if (!WaitForExit(pid_, std::chrono::seconds(5), &status)) {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, &status, 0);
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    while (waitpid(pid_, nullptr, WNOHANG) != pid_) {
+        if (Clock::now() >= deadline) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     pid_ = -1;
 }

@@ -84,12 +84,8 @@ int RunOperation(const OperationSpec& operation, const CommandLine& line) {
         return ExitStatusForResult(outcome.result);
     } catch (const UsageError& error) {
         return UsageFailure(error.what(), operation.name);
-    } catch (const InputError& error) {
-        return Fail(error.what(), kExitNoInput);
-    } catch (const UnavailableError& error) {
-        return Fail(error.what(), kExitUnavailable);
-    } catch (const OutputError& error) {
-        return Fail(error.what(), kExitCantCreate);
+    } catch (const Failure& error) {
+        return Fail(error.what(), error.status);
     } catch (const std::exception& error) {
         return Fail(std::string(operation.name) + " raised an exception: " + error.what(),
                     kExitSoftware);

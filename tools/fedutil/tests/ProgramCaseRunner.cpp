@@ -9,6 +9,7 @@
 //   background: WORDS   a program to run around the case (stopped with SIGTERM afterwards)
 //   ready: PATH         wait until the background program has made this file
 //   listen: PORT        hold 127.0.0.1:PORT open while the program runs
+//   label: NAME         a CTest label for the case (add_program_cases reads it)
 //   mask: REGEX => TEXT replace what varies from run to run in everything compared; may repeat
 //   exit: N             the expected exit status (default 0)
 // Sections start with "--- NAME" and hold the lines up to the next section:
@@ -68,12 +69,17 @@ std::string ReadFile(const std::string& path) {
     return text.str();
 }
 
+std::string ReplaceAll(std::string text, const std::string& from, const std::string& to) {
+    for (size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos;) {
+        text.replace(at, from.size(), to);
+        at += to.size();
+    }
+    return text;
+}
+
 std::string Substitute(std::string text, const std::map<std::string, std::string>& vars) {
     for (const auto& [name, value] : vars) {
-        for (size_t at = 0; (at = text.find("@" + name + "@", at)) != std::string::npos;) {
-            text.replace(at, name.size() + 2, value);
-            at += value.size();
-        }
+        text = ReplaceAll(text, "@" + name + "@", value);
     }
     return text;
 }
@@ -248,11 +254,8 @@ std::string Actual(const std::string& name, const std::string& tmp, const CaseFi
     // The longest first, so that @TMP@ inside a longer value does not split it.
     std::sort(values.begin(), values.end(),
               [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
-    for (const auto& [value, name_] : values) {
-        for (size_t at = 0; !value.empty() && (at = text.find(value, at)) != std::string::npos;) {
-            text.replace(at, value.size(), name_);
-            at += name_.size();
-        }
+    for (const auto& [value, placeholder] : values) {
+        text = ReplaceAll(text, value, placeholder);
     }
     for (const auto& [pattern, replacement] : c.masks) {
         text = std::regex_replace(text, pattern, replacement);
@@ -280,14 +283,11 @@ int main(int argc, char** argv) {
         }
     }
     if (program.empty() || case_path.empty()) {
-        std::cerr << "usage: program_case_runner --program PATH --case FILE [--var NAME=VALUE]... "
-                     "[--update]\n";
+        std::cerr << "usage: program_case_runner --program P --case F [--var N=V]... [--update]\n";
         return 2;
     }
     const CaseFile c = ParseCase(ReadFile(case_path));
-    const char* base = std::getenv("TMPDIR");
-    std::string tmp =
-        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/program-case-XXXXXX";
+    std::string tmp = std::filesystem::temp_directory_path() / "program-case-XXXXXX";
     if (mkdtemp(tmp.data()) == nullptr) {
         std::cerr << "cannot make a folder like " << tmp << "\n";
         return 2;
@@ -304,12 +304,11 @@ int main(int argc, char** argv) {
             input = path;
         }
     }
-    auto expand = [&vars](const std::vector<std::string>& list) {
-        std::vector<std::string> out;
-        for (const auto& item : list) {
-            out.push_back(Substitute(item, vars));
+    auto expand = [&vars](std::vector<std::string> list) {
+        for (auto& item : list) {
+            item = Substitute(item, vars);
         }
-        return out;
+        return list;
     };
     pid_t background = -1;
     if (!c.background.empty()) {
@@ -330,10 +329,8 @@ int main(int argc, char** argv) {
             return 1;
         }
     }
-    std::vector<std::string> words = {program};
-    for (const auto& arg : expand(c.args)) {
-        words.push_back(arg);
-    }
+    std::vector<std::string> words = expand(c.args);
+    words.insert(words.begin(), program);
     const pid_t pid = Spawn(words, expand(c.env), input, tmp + "/.stdout", tmp + "/.stderr");
     int status = -1;
     if (pid > 0) {
@@ -371,15 +368,17 @@ int main(int argc, char** argv) {
     if (!exit_written && status != 0) {
         rewritten << "exit: " << status << "\n";
     }
+    auto rewrite = [&rewritten](const std::string& name, const std::string& text) {
+        const bool eol = text.empty() || text.back() == '\n';
+        rewritten << "--- " << name << (eol ? "\n" : " noeol\n") << text << (eol ? "" : "\n");
+    };
     for (const auto& section : c.inputs) {
-        rewritten << "--- " << section.name << "\n" << section.text;
+        rewrite(section.name, section.text);
     }
     for (const auto& section : expected) {
         const std::string actual = Actual(section.name, tmp, c, vars);
         if (!actual.empty() || (section.name != "stdout" && section.name != "stderr")) {
-            const bool eol = actual.back() == '\n';
-            rewritten << "--- " << section.name << (eol ? "" : " noeol") << "\n"
-                      << actual << (eol ? "" : "\n");
+            rewrite(section.name, actual);
         }
         if (actual != section.text) {
             passed = false;

@@ -1,0 +1,3 @@
+#!/bin/sh
+# A simulator that never gets ready.
+exec sleep 30
