@@ -65,6 +65,14 @@ struct ScriptedAnswer {
 };
 using Responder = std::function<ScriptedAnswer(const IncomingRequest&)>;
 
+// A service's own answer to one of its endpoints (the endpoint's query, if any, is the route's).
+using Route = std::function<ServiceAnswer(const IncomingRequest&)>;
+struct RouteEntry {
+    fdr::LocalEndpoint endpoint;
+    Route route;
+};
+using Routes = std::vector<RouteEntry>;
+
 struct Exchange {
     uint64_t id = 0;                             // 1, 2, 3 ... in recording order, never reused
     std::chrono::system_clock::time_point time;  // arrival
@@ -88,14 +96,6 @@ struct Exchange {
             }
         }
         return true;
-    }
-    bool HasFlag(const std::string& text) const {
-        for (const auto& flag : flags) {
-            if (flag.text == text) {
-                return true;
-            }
-        }
-        return false;
     }
 };
 

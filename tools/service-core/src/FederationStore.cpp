@@ -4,14 +4,6 @@
 
 namespace fdrsim {
 
-bool IsChannelMode(const std::string& mode) {
-    return mode == "add" || mode == "replace" || mode == "update" || mode == "remove";
-}
-
-FederationStore::FederationStore(FederationSeed seed) {
-    Replace(std::move(seed));
-}
-
 void FederationStore::Replace(FederationSeed seed) {
     std::lock_guard<std::mutex> lock(mutex_);
     seed_ = std::move(seed);
@@ -44,24 +36,17 @@ std::vector<Member> FederationStore::Members() const {
 std::optional<std::vector<StoredChannel>> FederationStore::Channels(const std::string& lid) const {
     std::lock_guard<std::mutex> lock(mutex_);
     const MemberChannels* store = Find(lid);
-    if (store == nullptr) {
-        return std::nullopt;
-    }
-    return store->channels;
+    return store ? std::optional(store->channels) : std::nullopt;
 }
 
 std::optional<std::string> FederationStore::Config(const std::string& section,
                                                    const std::string& key) const {
     std::lock_guard<std::mutex> lock(mutex_);
-    auto s = seed_.config.find(section);
-    if (s == seed_.config.end()) {
+    auto keys = seed_.config.find(section);
+    if (keys == seed_.config.end() || keys->second.count(key) == 0) {
         return std::nullopt;
     }
-    auto k = s->second.find(key);
-    if (k == s->second.end()) {
-        return std::nullopt;
-    }
-    return k->second;
+    return keys->second.at(key);
 }
 
 std::optional<FederationUser> FederationStore::User(const std::string& name) const {
@@ -77,10 +62,9 @@ std::optional<FederationUser> FederationStore::User(const std::string& name) con
 bool FederationStore::Apply(const std::vector<ChannelChange>& changes, Flags& flags,
                             std::string* error) {
     for (const auto& change : changes) {
-        if (!IsChannelMode(change.mode)) {
-            if (error != nullptr) {
-                *error = "unknown mode \"" + change.mode + "\" for autonomy " + change.autonomy_lid;
-            }
+        const std::string& mode = change.mode;
+        if (mode != "add" && mode != "replace" && mode != "update" && mode != "remove") {
+            *error = "unknown mode \"" + mode + "\" for autonomy " + change.autonomy_lid;
             return false;
         }
     }
@@ -93,60 +77,47 @@ bool FederationStore::Apply(const std::vector<ChannelChange>& changes, Flags& fl
 
 void FederationStore::ApplyOne(const ChannelChange& change, Flags& flags) {
     const std::string& lid = change.autonomy_lid;
-    MemberChannels* store = Find(lid);
-    if (store == nullptr) {
+    if (Find(lid) == nullptr) {
         AddProblem(flags, "autonomy " + lid + " is not a member; its channels are kept apart");
         stores_.push_back({lid, {}});
-        store = &stores_.back();
     }
-    auto& stored = store->channels;
-    auto find = [&stored](const std::string& guid) {
-        return std::find_if(stored.begin(), stored.end(),
-                            [&guid](const StoredChannel& c) { return c.guid == guid; });
-    };
+    auto& stored = const_cast<MemberChannels*>(Find(lid))->channels;
     int changed = 0;
     if (change.mode == "replace") {
         stored = change.channels;
         changed = static_cast<int>(stored.size());
-    } else {
-        for (const auto& channel : change.channels) {
-            auto it = find(channel.guid);
+    }
+    for (size_t i = 0; change.mode != "replace" && i < change.channels.size(); ++i) {
+        const StoredChannel& channel = change.channels[i];
+        auto it = std::find_if(stored.begin(), stored.end(),
+                               [&](const StoredChannel& c) { return c.guid == channel.guid; });
+        if (change.mode == "add" && it == stored.end()) {
+            stored.push_back(channel);
+        } else if (it == stored.end()) {
+            AddProblem(flags, change.mode + ": channel " + channel.guid +
+                                  " is not stored for autonomy " + lid);
+            continue;
+        } else if (change.mode == "remove") {
+            stored.erase(it);
+        } else {
+            *it = channel;
             if (change.mode == "add") {
-                if (it == stored.end()) {
-                    stored.push_back(channel);
-                } else {
-                    *it = channel;
-                    AddNote(flags, "add: channel " + channel.guid + " was stored, overwritten");
-                }
-                ++changed;
-            } else if (it == stored.end()) {
-                AddProblem(flags, change.mode + ": channel " + channel.guid +
-                                      " is not stored for autonomy " + lid);
-            } else {
-                if (change.mode == "update") {
-                    *it = channel;
-                } else {
-                    stored.erase(it);
-                }
-                ++changed;
+                AddNote(flags, "add: channel " + channel.guid + " was stored, overwritten");
             }
         }
+        ++changed;
     }
     AddNote(flags, "autonomy " + lid + ": " + change.mode + " " + std::to_string(changed) +
                        " channel(s), " + std::to_string(stored.size()) + " stored");
 }
 
-FederationStore::MemberChannels* FederationStore::Find(const std::string& lid) {
-    for (auto& store : stores_) {
+const FederationStore::MemberChannels* FederationStore::Find(const std::string& lid) const {
+    for (const auto& store : stores_) {
         if (store.lid == lid) {
             return &store;
         }
     }
     return nullptr;
-}
-
-const FederationStore::MemberChannels* FederationStore::Find(const std::string& lid) const {
-    return const_cast<FederationStore*>(this)->Find(lid);
 }
 
 }  // namespace fdrsim

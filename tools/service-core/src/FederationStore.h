@@ -21,7 +21,7 @@ struct ChannelChange {
 
 class FederationStore {
   public:
-    explicit FederationStore(FederationSeed seed);
+    explicit FederationStore(FederationSeed seed) { Replace(std::move(seed)); }
 
     // Puts another federation in place of this one.
     void Replace(FederationSeed seed);
@@ -50,7 +50,6 @@ class FederationStore {
         std::string lid;
         std::vector<StoredChannel> channels;
     };
-    MemberChannels* Find(const std::string& lid);
     const MemberChannels* Find(const std::string& lid) const;
     void ApplyOne(const ChannelChange& change, Flags& flags);
 
@@ -58,7 +57,5 @@ class FederationStore {
     FederationSeed seed_;                 // the members' channels live in stores_
     std::vector<MemberChannels> stores_;  // one per lid ever known, the members first
 };
-
-bool IsChannelMode(const std::string& mode);
 
 }  // namespace fdrsim

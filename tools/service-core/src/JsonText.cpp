@@ -45,23 +45,10 @@ std::string CompactJson(const Json::Value& value) {
 }
 
 const char* JsonKindName(const Json::Value& value) {
-    switch (value.type()) {
-        case Json::nullValue:
-            return "null";
-        case Json::intValue:
-        case Json::uintValue:
-        case Json::realValue:
-            return "number";
-        case Json::stringValue:
-            return "string";
-        case Json::booleanValue:
-            return "boolean";
-        case Json::arrayValue:
-            return "array";
-        case Json::objectValue:
-            return "object";
-    }
-    return "value";
+    // In the order of Json::ValueType.
+    static const char* const kNames[] = {"null",   "number",  "number", "number",
+                                         "string", "boolean", "array",  "object"};
+    return kNames[value.type()];
 }
 
 }  // namespace fdrsim

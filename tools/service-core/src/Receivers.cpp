@@ -1,7 +1,5 @@
 #include "Receivers.h"
 
-#include <functional>
-
 #include "JsonText.h"
 #include "ShapeChecks.h"
 
@@ -9,24 +7,18 @@ namespace fdrsim {
 
 namespace {
 
-using Check = std::function<void(const std::string& body, Flags& flags)>;
+using Check = void (*)(const std::string& body, Flags& flags);
 
-void Receive(RouteTable& routes, const fdr::LocalEndpoint& endpoint, Check check) {
-    routes.Add(endpoint, [check](const IncomingRequest& request) {
-        Flags flags;
-        check(request.body, flags);
-        return Acknowledgement(std::move(flags));
-    });
+void EntriesExpected(Json::ArrayIndex count, const char* expected, Flags& flags) {
+    AddProblem(flags,
+               "autonomy_list holds " + std::to_string(count) + " entries, expected " + expected);
 }
 
 // {"autonomy_list":[...]} whose entries are objects carrying a string "autonomy_lid"; returns
 // the list, or null when the body is not of that shape.
 const Json::Value* MemberList(const Json::Value& root, Flags& flags) {
     const Json::Value* list = ExpectMember(root, "autonomy_list", JsonKind::Array, "", flags);
-    if (list == nullptr) {
-        return nullptr;
-    }
-    for (Json::ArrayIndex i = 0; i < list->size(); ++i) {
+    for (Json::ArrayIndex i = 0; list != nullptr && i < list->size(); ++i) {
         const std::string where = Indexed("autonomy_list", i);
         if (ExpectKind((*list)[i], JsonKind::Object, where, flags)) {
             ExpectMember((*list)[i], "autonomy_lid", JsonKind::String, where, flags);
@@ -35,18 +27,21 @@ const Json::Value* MemberList(const Json::Value& root, Flags& flags) {
     return list;
 }
 
+// A body that is such a list; returns how many entries it holds (0 when it is not one).
+Json::ArrayIndex MemberListBody(const std::string& body, Flags& flags) {
+    auto root = ExpectJsonObject(body, flags);
+    const Json::Value* list = root ? MemberList(*root, flags) : nullptr;
+    return list ? list->size() : 0;
+}
+
 // One member's list of channel entries under `key`, each an object with a "channel_guid".
 void OneMemberChannels(const std::string& body, const char* key, Flags& flags) {
     auto root = ExpectJsonObject(body, flags);
     const Json::Value* list = root ? MemberList(*root, flags) : nullptr;
-    if (list == nullptr) {
-        return;
+    if (list != nullptr && list->size() != 1) {
+        EntriesExpected(list->size(), "one", flags);
     }
-    if (list->size() != 1) {
-        AddProblem(flags, "autonomy_list holds " + std::to_string(list->size()) +
-                              " entries, expected one");
-    }
-    for (Json::ArrayIndex i = 0; i < list->size(); ++i) {
+    for (Json::ArrayIndex i = 0; list != nullptr && i < list->size(); ++i) {
         const std::string where = Indexed("autonomy_list", i);
         const Json::Value* channels = ExpectMember((*list)[i], key, JsonKind::Array, where, flags);
         for (Json::ArrayIndex j = 0; channels != nullptr && j < channels->size(); ++j) {
@@ -58,182 +53,130 @@ void OneMemberChannels(const std::string& body, const char* key, Flags& flags) {
     }
 }
 
-// A body that is hand-built without escaping: JSON when the values allow it, which is then
-// checked by `check`; anything else is accepted and flagged as the known quirk.
-void JsonOrExpectedText(const std::string& body, Flags& flags,
-                        const std::function<void(const Json::Value&)>& check) {
-    auto document = ParseJson(body);
-    if (!document) {
+bool IsBase64(const std::string& text) {
+    const size_t padding = std::min(text.find('='), text.size());
+    const size_t alphabet =
+        text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
+    return text.size() % 4 == 0 && std::min(alphabet, text.size()) == padding &&
+           text.size() - padding <= 2 && text.find_first_not_of('=', padding) == std::string::npos;
+}
+
+// The mode change is hand-built without escaping: JSON only when the values allow it.
+void ModeChange(const std::string& body, Flags& flags) {
+    auto root = ParseJson(body);
+    if (!root) {
         AddNote(flags, "not JSON (expected)");
         return;
     }
-    check(*document);
-}
-
-bool IsBase64(const std::string& text) {
-    if (text.size() % 4 != 0) {
-        return false;
+    const Json::Value* list = ExpectMember(*root, "autonomy_list", JsonKind::Array, "", flags);
+    if (list != nullptr && list->size() != 1) {
+        EntriesExpected(list->size(), "one", flags);
     }
-    const size_t padding = text.find('=');
-    for (size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        const bool alphabet = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-                              (c >= '0' && c <= '9') || c == '+' || c == '/';
-        if (i < padding ? !alphabet : c != '=') {
-            return false;
+    for (Json::ArrayIndex i = 0; list != nullptr && i < list->size(); ++i) {
+        const std::string where = Indexed("autonomy_list", i);
+        const Json::Value& entry = (*list)[i];
+        if (!ExpectKind(entry, JsonKind::Object, where, flags)) {
+            continue;
+        }
+        for (const char* key : {"lid", "lname", "username", "server_mode", "address"}) {
+            ExpectMember(entry, key, JsonKind::String, where, flags);
+        }
+        ExpectMember(entry, "group", JsonKind::Number, where, flags);
+        const Json::Value* password =
+            ExpectMember(entry, "password", JsonKind::String, where, flags);
+        if (password != nullptr && !IsBase64(password->asString())) {
+            AddProblem(flags, where + ": password is not base64");
         }
     }
-    return padding == std::string::npos || text.size() - padding <= 2;
 }
 
-void MemberLogRoutes(RouteTable& routes) {
-    auto member_records = [](const std::string& body, Flags& flags) {
-        if (auto root = ExpectJsonObject(body, flags)) {
-            MemberList(*root, flags);
-        }
-    };
-    Receive(routes, fdr::endpoint::kLogAutonomyList, member_records);
+void DataNotice(const std::string& body, Flags& flags) {
+    auto root = ExpectJsonObject(body, flags);
+    if (!root) {
+        return;
+    }
+    // Data notices are printed by cJSON's formatted printer, the only multi-line body.
+    if (body.find('\n') != std::string::npos) {
+        AddNote(flags, "formatted JSON (expected)");
+    }
+    const Json::Value& reason = (*root)["notice_reason"];
+    if (root->isMember("autonomy_list")) {
+        MemberList(*root, flags);  // a member change notice
+    } else if (reason.isObject() && reason.isMember("input")) {
+        ExpectMember(reason["input"], "autonomy_lid", JsonKind::String, "notice_reason.input",
+                     flags);
+    } else {
+        ExpectMember(*root, "autonomy_lid", JsonKind::String, "", flags);
+    }
+}
+
+struct Receiver {
+    const fdr::LocalEndpoint& endpoint;
+    Check check;
+};
+
+const Receiver kReceivers[] = {
     // The update notice carries the same full member records as the addition.
-    Receive(routes, fdr::endpoint::kLogUpdateList, member_records);
-    Receive(routes, fdr::endpoint::kLogDeleteList, [](const std::string& body, Flags& flags) {
-        auto root = ExpectJsonObject(body, flags);
-        const Json::Value* list =
-            root ? ExpectMember(*root, "autonomy_list", JsonKind::Array, "", flags) : nullptr;
-        for (Json::ArrayIndex i = 0; list != nullptr && i < list->size(); ++i) {
-            ExpectKind((*list)[i], JsonKind::String, Indexed("autonomy_list", i), flags);
-        }
-    });
+    {fdr::endpoint::kLogAutonomyList, [](auto& body, auto& flags) { MemberListBody(body, flags); }},
+    {fdr::endpoint::kLogUpdateList, [](auto& body, auto& flags) { MemberListBody(body, flags); }},
+    {fdr::endpoint::kLogDeleteList,
+     [](auto& body, auto& flags) {
+         auto root = ExpectJsonObject(body, flags);
+         const Json::Value* list =
+             root ? ExpectMember(*root, "autonomy_list", JsonKind::Array, "", flags) : nullptr;
+         for (Json::ArrayIndex i = 0; list != nullptr && i < list->size(); ++i) {
+             ExpectKind((*list)[i], JsonKind::String, Indexed("autonomy_list", i), flags);
+         }
+     }},
     // Carries whatever text the host handed over.
-    Receive(routes, fdr::endpoint::kReloadAutonomy, [](const std::string& body, Flags& flags) {
-        if (body.empty()) {
-            AddNote(flags, "empty body (expected)");
-        } else if (!ParseJson(body)) {
-            AddNote(flags, "not JSON (expected)");
-        }
-    });
-}
-
-void ArbitratorRoutes(RouteTable& routes) {
-    Receive(routes, fdr::endpoint::kAutonomyChanged, [](const std::string& body, Flags& flags) {
-        auto root = ExpectJsonObject(body, flags);
-        const Json::Value* list = root ? MemberList(*root, flags) : nullptr;
-        if (list != nullptr && list->size() > 1) {
-            AddProblem(flags, "autonomy_list holds " + std::to_string(list->size()) +
-                                  " entries, expected at most one");
-        }
-    });
-    Receive(routes, fdr::endpoint::kChannelStatusChanged,
-            [](const std::string& body, Flags& flags) {
-                OneMemberChannels(body, "channel_status_list", flags);
-            });
-    Receive(routes, fdr::endpoint::kChannelInfoChanged, [](const std::string& body, Flags& flags) {
-        OneMemberChannels(body, "channel_list", flags);
-    });
-    Receive(routes, fdr::endpoint::kChannelInfoRefresh, [](const std::string& body, Flags& flags) {
-        if (auto root = ExpectJsonObject(body, flags)) {
-            ExpectMember(*root, "autonomy_lid", JsonKind::String, "", flags);
-        }
-    });
-    Receive(routes, fdr::endpoint::kAutonomyRefreshReady,
-            [](const std::string& body, Flags& flags) {
-                if (body.empty()) {
-                    AddNote(flags, "empty body (expected)");
-                } else {
-                    AddProblem(flags, "expected an empty body");
-                }
-            });
-}
-
-void ModeArbitrationRoutes(RouteTable& routes) {
-    Receive(routes, fdr::endpoint::kApplyAutonomies, [](const std::string& body, Flags& flags) {
-        JsonOrExpectedText(body, flags, [&flags](const Json::Value& root) {
-            const Json::Value* list =
-                ExpectMember(root, "autonomy_list", JsonKind::Array, "", flags);
-            if (list == nullptr) {
-                return;
-            }
-            if (list->size() != 1) {
-                AddProblem(flags, "autonomy_list holds " + std::to_string(list->size()) +
-                                      " entries, expected one");
-            }
-            for (Json::ArrayIndex i = 0; i < list->size(); ++i) {
-                const std::string where = Indexed("autonomy_list", i);
-                const Json::Value& entry = (*list)[i];
-                if (!ExpectKind(entry, JsonKind::Object, where, flags)) {
-                    continue;
-                }
-                for (const char* key : {"lid", "lname", "username", "server_mode", "address"}) {
-                    ExpectMember(entry, key, JsonKind::String, where, flags);
-                }
-                ExpectMember(entry, "group", JsonKind::Number, where, flags);
-                const Json::Value* password =
-                    ExpectMember(entry, "password", JsonKind::String, where, flags);
-                if (password != nullptr && !IsBase64(password->asString())) {
-                    AddProblem(flags, where + ": password is not base64");
-                }
-            }
-        });
-    });
-}
-
-void VideoManagementRoutes(RouteTable& routes) {
-    Receive(routes, fdr::endpoint::kDravoNotify, [](const std::string& body, Flags& flags) {
-        auto root = ExpectJsonObject(body, flags);
-        if (!root) {
-            return;
-        }
-        // Data notices are printed by cJSON's formatted printer, the only multi-line body.
-        if (body.find('\n') != std::string::npos) {
-            AddNote(flags, "formatted JSON (expected)");
-        }
-        const Json::Value& notice = *root;
-        const Json::Value& reason = notice["notice_reason"];
-        if (notice.isMember("autonomy_list")) {
-            MemberList(notice, flags);  // a member change notice
-        } else if (reason.isObject() && reason.isMember("input")) {
-            ExpectMember(reason["input"], "autonomy_lid", JsonKind::String, "notice_reason.input",
-                         flags);
-        } else {
-            ExpectMember(notice, "autonomy_lid", JsonKind::String, "", flags);
-        }
-    });
-}
-
-void AggregatorRoutes(RouteTable& routes) {
+    {fdr::endpoint::kReloadAutonomy,
+     [](auto& body, auto& flags) {
+         if (body.empty() || !ParseJson(body)) {
+             AddNote(flags, body.empty() ? "empty body (expected)" : "not JSON (expected)");
+         }
+     }},
+    {fdr::endpoint::kAutonomyChanged,
+     [](auto& body, auto& flags) {
+         if (const auto count = MemberListBody(body, flags); count > 1) {
+             EntriesExpected(count, "at most one", flags);
+         }
+     }},
+    {fdr::endpoint::kChannelStatusChanged,
+     [](auto& body, auto& flags) { OneMemberChannels(body, "channel_status_list", flags); }},
+    {fdr::endpoint::kChannelInfoChanged,
+     [](auto& body, auto& flags) { OneMemberChannels(body, "channel_list", flags); }},
+    {fdr::endpoint::kChannelInfoRefresh,
+     [](auto& body, auto& flags) {
+         if (auto root = ExpectJsonObject(body, flags)) {
+             ExpectMember(*root, "autonomy_lid", JsonKind::String, "", flags);
+         }
+     }},
+    {fdr::endpoint::kAutonomyRefreshReady,
+     [](auto& body, auto& flags) {
+         body.empty() ? AddNote(flags, "empty body (expected)")
+                      : AddProblem(flags, "expected an empty body");
+     }},
+    {fdr::endpoint::kApplyAutonomies, ModeChange},
+    {fdr::endpoint::kDravoNotify, DataNotice},
     // The host composes this body; the aggregator needs a JSON object.
-    Receive(routes, fdr::endpoint::kAggregatorSystemInfo,
-            [](const std::string& body, Flags& flags) { ExpectJsonObject(body, flags); });
-}
+    {fdr::endpoint::kAggregatorSystemInfo,
+     [](auto& body, auto& flags) { ExpectJsonObject(body, flags); }},
+};
 
 }  // namespace
 
-bool IsReceiver(Service service) {
-    return service != Service::Token && service != Service::FederationWrites &&
-           service != Service::FederationReads;
-}
-
-void AddReceiverRoutes(Service service, RouteTable& routes) {
-    switch (service) {
-        case Service::MemberLog:
-            MemberLogRoutes(routes);
-            break;
-        case Service::Arbitrator:
-            ArbitratorRoutes(routes);
-            break;
-        case Service::ModeArbitration:
-            ModeArbitrationRoutes(routes);
-            break;
-        case Service::VideoManagement:
-            VideoManagementRoutes(routes);
-            break;
-        case Service::Aggregator:
-            AggregatorRoutes(routes);
-            break;
-        case Service::Token:
-        case Service::FederationWrites:
-        case Service::FederationReads:
-            break;
+Routes ReceiverRoutes() {
+    Routes routes;
+    for (const Receiver& receiver : kReceivers) {
+        routes.push_back(
+            {receiver.endpoint, [check = receiver.check](const IncomingRequest& request) {
+                 ServiceAnswer answer;
+                 answer.body = "{}";
+                 check(request.body, answer.flags);
+                 return answer;
+             }});
     }
+    return routes;
 }
 
 }  // namespace fdrsim

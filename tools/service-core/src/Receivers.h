@@ -4,14 +4,10 @@
 // 200 "{}"; nothing is ever rejected.
 #pragma once
 
-#include "RouteTable.h"
-#include "ServiceTable.h"
+#include "Exchange.h"
 
 namespace fdrsim {
 
-// Adds the receiving paths of `service` (one of the five above) to `routes`.
-void AddReceiverRoutes(Service service, RouteTable& routes);
-
-bool IsReceiver(Service service);
+Routes ReceiverRoutes();
 
 }  // namespace fdrsim

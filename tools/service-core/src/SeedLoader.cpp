@@ -1,5 +1,6 @@
 #include "SeedLoader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -18,196 +19,182 @@ struct SeedError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-class SeedReader {
-  public:
-    SeedReader(const Json::Value& object, std::string where) : object_(object), where_(where) {
-        if (!object.isObject()) {
-            Fail(std::string("expected an object, found a ") + JsonKindName(object));
-        }
-    }
+[[noreturn]] void Fail(const std::string& where, const std::string& reason) {
+    throw SeedError((where.empty() ? std::string() : where + ": ") + reason);
+}
 
-    // Rejects keys outside `known`, so that a misspelt key is not silently ignored.
-    void OnlyKeys(const std::set<std::string>& known) const {
-        for (const auto& key : object_.getMemberNames()) {
-            if (known.count(key) == 0) {
-                Fail("unknown key \"" + key + "\"");
-            }
-        }
-    }
+enum class Want { Text, Integer, Boolean, List, Texts, Any };
 
-    std::string Text(const char* key, bool required = false) const {
-        const Json::Value& value = Get(key, required);
-        if (value.isNull()) {
-            return {};
-        }
-        Expect(value.isString(), key, "a string", value);
-        return value.asString();
-    }
-
-    int Integer(const char* key, int fallback) const {
-        const Json::Value& value = Get(key, false);
-        if (value.isNull()) {
-            return fallback;
-        }
-        Expect(value.isInt(), key, "an integer", value);
-        return value.asInt();
-    }
-
-    bool Boolean(const char* key) const {
-        const Json::Value& value = Get(key, false);
-        if (value.isNull()) {
-            return false;
-        }
-        Expect(value.isBool(), key, "true or false", value);
-        return value.asBool();
-    }
-
-    std::vector<std::string> Texts(const char* key) const {
-        std::vector<std::string> texts;
-        const Json::Value& list = Array(key);
-        for (Json::ArrayIndex i = 0; i < list.size(); ++i) {
-            if (!list[i].isString()) {
-                throw SeedError(Path(key) + "[" + std::to_string(i) + "]: expected a string");
-            }
-            texts.push_back(list[i].asString());
-        }
-        return texts;
-    }
-
-    const Json::Value& Array(const char* key) const {
-        static const Json::Value empty(Json::arrayValue);
-        const Json::Value& value = Get(key, false);
-        if (value.isNull()) {
-            return empty;
-        }
-        Expect(value.isArray(), key, "an array", value);
-        return value;
-    }
-
-    const Json::Value& Get(const char* key, bool required) const {
-        static const Json::Value absent;
-        if (!object_.isMember(key)) {
-            if (required) {
-                Fail(std::string("\"") + key + "\" is missing");
-            }
-            return absent;
-        }
-        return object_[key];
-    }
-
-    std::string Path(const std::string& key) const {
-        return where_.empty() ? key : where_ + "." + key;
-    }
-
-    [[noreturn]] void Fail(const std::string& reason) const {
-        throw SeedError((where_.empty() ? std::string() : where_ + ": ") + reason);
-    }
-
-  private:
-    void Expect(bool ok, const char* key, const char* wanted, const Json::Value& value) const {
-        if (!ok) {
-            Fail(std::string("\"") + key + "\" must be " + wanted + ", found a " +
-                 JsonKindName(value));
-        }
-    }
-
-    const Json::Value& object_;
-    std::string where_;
+struct Field {
+    const char* key;
+    Want want;
+    bool required = false;
 };
 
+// The nine text fields of a member, under the names that seeds and the member list share.
+const std::pair<const char*, std::string Member::*> kMemberTexts[] = {
+    {"autonomy_lid", &Member::autonomy_lid},
+    {"autonomy_id", &Member::autonomy_id},
+    {"autonomy_lname", &Member::autonomy_lname},
+    {"address", &Member::address},
+    {"username", &Member::username},
+    {"password", &Member::password},
+    {"server_mode", &Member::server_mode},
+    {"mac", &Member::mac},
+    {"add_time", &Member::add_time},
+};
+
+void ExpectObject(const Json::Value& value, const std::string& where) {
+    if (!value.isObject()) {
+        Fail(where, std::string("expected an object, found a ") + JsonKindName(value));
+    }
+}
+
+// Checks a record of a seed: an object without keys outside `fields` (so that a misspelt key is
+// not silently ignored), the required ones present and each value what it must be. A null value
+// counts as absent. Afterwards the record's values can be read without further checks.
+const Json::Value& Checked(const Json::Value& object, const std::string& where,
+                           const std::vector<Field>& fields) {
+    ExpectObject(object, where);
+    for (const auto& key : object.getMemberNames()) {
+        if (std::none_of(fields.begin(), fields.end(),
+                         [&key](const Field& field) { return key == field.key; })) {
+            Fail(where, "unknown key \"" + key + "\"");
+        }
+    }
+    for (const Field& field : fields) {
+        const std::string quoted = std::string("\"") + field.key + "\"";
+        const Json::Value& value = object[field.key];
+        if (field.required && !object.isMember(field.key)) {
+            Fail(where, quoted + " is missing");
+        }
+        static const char* const kWanted[] = {"a string", "an integer", "true or false", "an array",
+                                              "an array"};
+        const bool fits[] = {value.isString(), value.isInt(),   value.isBool(),
+                             value.isArray(),  value.isArray(), true};
+        if (!value.isNull() && !fits[static_cast<int>(field.want)]) {
+            Fail(where, quoted + " must be " + kWanted[static_cast<int>(field.want)] +
+                            ", found a " + JsonKindName(value));
+        }
+        for (Json::ArrayIndex i = 0; field.want == Want::Texts && i < value.size(); ++i) {
+            if (!value[i].isString()) {
+                throw SeedError((where.empty() ? "" : where + ".") + field.key + "[" +
+                                std::to_string(i) + "]: expected a string");
+            }
+        }
+    }
+    return object;
+}
+
+std::vector<std::string> Texts(const Json::Value& list) {
+    std::vector<std::string> texts;
+    for (const auto& text : list) {
+        texts.push_back(text.asString());
+    }
+    return texts;
+}
+
 StoredChannel ReadChannel(const Json::Value& value, const std::string& where) {
-    SeedReader reader(value, where);
-    reader.OnlyKeys({"guid", "name", "data"});
-    StoredChannel channel;
-    channel.guid = reader.Text("guid", true);
-    channel.name = reader.Text("name");
-    // "data" may be written as the channel object itself or, as the service stores it, as
-    // text; text is kept byte for byte so that odd stored channels can be seeded too.
-    const Json::Value& data = reader.Get("data", false);
+    Checked(value, where, {{"guid", Want::Text, true}, {"name", Want::Text}, {"data", Want::Any}});
+    StoredChannel channel{value["guid"].asString(), value["name"].asString(), {}};
+    // "data" may be written as the channel object or, as the service stores it, as text; text
+    // is kept byte for byte so that odd stored channels can be seeded too.
+    const Json::Value& data = value["data"];
     if (data.isString()) {
         channel.data = data.asString();
     } else if (data.isObject()) {
         channel.data = CompactJson(data);
     } else if (!data.isNull()) {
-        reader.Fail("\"data\" must be the channel object or its JSON text");
+        Fail(where, "\"data\" must be the channel object or its JSON text");
     }
     return channel;
 }
 
 Member ReadMember(const Json::Value& value, const std::string& where) {
-    SeedReader reader(value, where);
-    reader.OnlyKeys({"autonomy_lid", "autonomy_id", "autonomy_lname", "address", "username",
-                     "password", "server_mode", "mac", "add_time", "group_id", "channels"});
+    std::vector<Field> fields;
+    for (const auto& [key, text] : kMemberTexts) {
+        fields.push_back({key, Want::Text, text == &Member::autonomy_lid});
+    }
+    fields.push_back({"group_id", Want::Integer});
+    fields.push_back({"channels", Want::List});
+    Checked(value, where, fields);
     Member member;
-    member.autonomy_lid = reader.Text("autonomy_lid", true);
-    member.autonomy_id = reader.Text("autonomy_id");
-    member.autonomy_lname = reader.Text("autonomy_lname");
-    member.address = reader.Text("address");
-    member.username = reader.Text("username");
-    member.password = reader.Text("password");
-    member.server_mode = reader.Text("server_mode");
-    member.mac = reader.Text("mac");
-    member.add_time = reader.Text("add_time");
-    member.group_id = reader.Integer("group_id", 1);
-    const Json::Value& channels = reader.Array("channels");
+    for (const auto& [key, text] : kMemberTexts) {
+        member.*text = value[key].asString();
+    }
+    member.group_id = value["group_id"].isNull() ? 1 : value["group_id"].asInt();
     std::set<std::string> guids;
-    for (Json::ArrayIndex i = 0; i < channels.size(); ++i) {
-        const std::string place = reader.Path("channels") + "[" + std::to_string(i) + "]";
-        member.channels.push_back(ReadChannel(channels[i], place));
+    for (Json::ArrayIndex i = 0; i < value["channels"].size(); ++i) {
+        const std::string place = where + ".channels[" + std::to_string(i) + "]";
+        member.channels.push_back(ReadChannel(value["channels"][i], place));
         if (!guids.insert(member.channels.back().guid).second) {
-            throw SeedError(place + ": channel guid \"" + member.channels.back().guid +
-                            "\" appears twice");
+            Fail(place, "channel guid \"" + member.channels.back().guid + "\" appears twice");
         }
     }
     return member;
 }
 
 FederationSeed ReadSeed(const Json::Value& root) {
-    SeedReader reader(root, "");
-    reader.OnlyKeys({"description", "guid", "clients", "config", "members", "users"});
+    Checked(root, "",
+            {{"description", Want::Any},
+             {"guid", Want::Text, true},
+             {"members", Want::List},
+             {"clients", Want::List},
+             {"users", Want::List},
+             {"config", Want::Any}});
     FederationSeed seed;
-    seed.guid = reader.Text("guid", true);
-
-    const Json::Value& members = reader.Array("members");
+    seed.guid = root["guid"].asString();
     std::set<std::string> lids;
-    for (Json::ArrayIndex i = 0; i < members.size(); ++i) {
+    for (Json::ArrayIndex i = 0; i < root["members"].size(); ++i) {
         const std::string place = "members[" + std::to_string(i) + "]";
-        seed.members.push_back(ReadMember(members[i], place));
+        seed.members.push_back(ReadMember(root["members"][i], place));
         if (!lids.insert(seed.members.back().autonomy_lid).second) {
-            throw SeedError(place + ": autonomy_lid \"" + seed.members.back().autonomy_lid +
-                            "\" appears twice");
+            Fail(place, "autonomy_lid \"" + seed.members.back().autonomy_lid + "\" appears twice");
         }
     }
-
-    const Json::Value& clients = reader.Array("clients");
-    for (Json::ArrayIndex i = 0; i < clients.size(); ++i) {
-        SeedReader client(clients[i], "clients[" + std::to_string(i) + "]");
-        client.OnlyKeys({"client_id", "client_secret"});
-        seed.clients.push_back({client.Text("client_id", true), client.Text("client_secret")});
+    for (Json::ArrayIndex i = 0; i < root["clients"].size(); ++i) {
+        const Json::Value& client =
+            Checked(root["clients"][i], "clients[" + std::to_string(i) + "]",
+                    {{"client_id", Want::Text, true}, {"client_secret", Want::Text}});
+        seed.clients.push_back(
+            {client["client_id"].asString(), client["client_secret"].asString()});
     }
     if (!root.isMember("clients")) {
         seed.clients.push_back({"recorder", "s3cret"});
     }
-
-    const Json::Value& users = reader.Array("users");
-    for (Json::ArrayIndex i = 0; i < users.size(); ++i) {
-        SeedReader user(users[i], "users[" + std::to_string(i) + "]");
-        user.OnlyKeys({"name", "is_domain", "privileges", "members"});
-        seed.users.push_back({user.Text("name", true), user.Boolean("is_domain"),
-                              user.Texts("privileges"), user.Texts("members")});
+    for (Json::ArrayIndex i = 0; i < root["users"].size(); ++i) {
+        const Json::Value& user = Checked(root["users"][i], "users[" + std::to_string(i) + "]",
+                                          {{"name", Want::Text, true},
+                                           {"is_domain", Want::Boolean},
+                                           {"privileges", Want::Texts},
+                                           {"members", Want::Texts}});
+        seed.users.push_back({user["name"].asString(), user["is_domain"].asBool(),
+                              Texts(user["privileges"]), Texts(user["members"])});
     }
-
-    const Json::Value& config = reader.Get("config", false);
+    const Json::Value& config = root["config"];
     if (!config.isNull()) {
-        SeedReader sections(config, "config");
+        ExpectObject(config, "config");
         for (const auto& section : config.getMemberNames()) {
-            SeedReader keys(config[section], "config." + section);
+            const std::string where = "config." + section;
+            ExpectObject(config[section], where);
             for (const auto& key : config[section].getMemberNames()) {
-                seed.config[section][key] = keys.Text(key.c_str());
+                const Json::Value& text = config[section][key];
+                if (!text.isString() && !text.isNull()) {
+                    Fail(where, "\"" + key + "\" must be a string, found a " + JsonKindName(text));
+                }
+                seed.config[section][key] = text.asString();
             }
         }
     }
     return seed;
+}
+
+Json::Value TextArray(const std::vector<std::string>& texts) {
+    Json::Value array(Json::arrayValue);
+    for (const auto& text : texts) {
+        array.append(text);
+    }
+    return array;
 }
 
 }  // namespace
@@ -215,13 +202,10 @@ FederationSeed ReadSeed(const Json::Value& root) {
 bool ParseSeed(const std::string& text, FederationSeed& seed, std::string* error) {
     std::string reason;
     auto root = ParseJson(text, &reason);
-    if (!root) {
-        if (error != nullptr) {
-            *error = "not JSON: " + reason;
-        }
-        return false;
-    }
     try {
+        if (!root) {
+            throw SeedError("not JSON: " + reason);
+        }
         seed = ReadSeed(*root);
     } catch (const SeedError& e) {
         if (error != nullptr) {
@@ -234,82 +218,55 @@ bool ParseSeed(const std::string& text, FederationSeed& seed, std::string* error
 
 bool LoadSeedFile(const std::string& path, FederationSeed& seed, std::string* error) {
     std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        if (error != nullptr) {
-            *error = "cannot read the seed " + path + ": " + std::strerror(errno);
-        }
-        return false;
-    }
     std::ostringstream text;
-    text << in.rdbuf();
     std::string reason;
-    if (!ParseSeed(text.str(), seed, &reason)) {
-        if (error != nullptr) {
-            *error = "seed " + path + ": " + reason;
-        }
-        return false;
+    if (!in) {
+        reason = "cannot read the seed " + path + ": " + std::strerror(errno);
+    } else if (text << in.rdbuf(); !ParseSeed(text.str(), seed, &reason)) {
+        reason = "seed " + path + ": " + reason;
     }
-    return true;
+    if (error != nullptr) {
+        *error = reason;
+    }
+    return reason.empty();
 }
 
 Json::Value MemberTexts(const Member& member) {
     Json::Value texts(Json::objectValue);
-    texts["autonomy_lid"] = member.autonomy_lid;
-    texts["autonomy_id"] = member.autonomy_id;
-    texts["autonomy_lname"] = member.autonomy_lname;
-    texts["address"] = member.address;
-    texts["username"] = member.username;
-    texts["password"] = member.password;
-    texts["server_mode"] = member.server_mode;
-    texts["mac"] = member.mac;
-    texts["add_time"] = member.add_time;
+    for (const auto& [key, text] : kMemberTexts) {
+        texts[key] = member.*text;
+    }
     return texts;
 }
-
-namespace {
-
-Json::Value TextArray(const std::vector<std::string>& texts) {
-    Json::Value array(Json::arrayValue);
-    for (const auto& text : texts) {
-        array.append(text);
-    }
-    return array;
-}
-
-}  // namespace
 
 std::string SeedJson(const FederationSeed& seed) {
     Json::Value root(Json::objectValue);
     root["guid"] = seed.guid;
-    root["members"] = Json::Value(Json::arrayValue);
+    Json::Value& members = root["members"] = Json::Value(Json::arrayValue);
     for (const auto& member : seed.members) {
-        Json::Value entry = MemberTexts(member);
+        Json::Value& entry = members.append(MemberTexts(member));
         entry["group_id"] = member.group_id;
-        entry["channels"] = Json::Value(Json::arrayValue);
+        Json::Value& channels = entry["channels"] = Json::Value(Json::arrayValue);
         for (const auto& channel : member.channels) {
-            Json::Value c(Json::objectValue);
+            Json::Value& c = channels.append(Json::Value(Json::objectValue));
             c["guid"] = channel.guid;
             c["name"] = channel.name;
             c["data"] = channel.data;
-            entry["channels"].append(c);
         }
-        root["members"].append(entry);
     }
-    root["clients"] = Json::Value(Json::arrayValue);
+    Json::Value& clients = root["clients"] = Json::Value(Json::arrayValue);
     for (const auto& client : seed.clients) {
-        Json::Value c(Json::objectValue);
+        Json::Value& c = clients.append(Json::Value(Json::objectValue));
         c["client_id"] = client.client_id;
         c["client_secret"] = client.client_secret;
-        root["clients"].append(c);
     }
-    root["users"] = Json::Value(Json::arrayValue);
+    Json::Value& users = root["users"] = Json::Value(Json::arrayValue);
     for (const auto& user : seed.users) {
-        Json::Value u(Json::objectValue);
+        Json::Value& u = users.append(Json::Value(Json::objectValue));
         u["name"] = user.name;
         u["is_domain"] = user.is_domain;
         u["privileges"] = TextArray(user.privileges);
         u["members"] = TextArray(user.members);
-        root["users"].append(u);
     }
     root["config"] = Json::Value(Json::objectValue);
     for (const auto& [section, keys] : seed.config) {

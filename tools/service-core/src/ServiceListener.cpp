@@ -71,7 +71,8 @@ ServiceListener::~ServiceListener() {
 bool ServiceListener::Fail(const std::string& reason, std::string* error) const {
     if (error != nullptr) {
         *error = "cannot listen on " + std::string(kListenHost) + ":" + std::to_string(port_) +
-                 " for the " + Describe(service_, port_) + ": " + reason;
+                 " for the " + InfoOf(service_).name + " (" + std::to_string(port_) +
+                 "): " + reason;
     }
     return false;
 }

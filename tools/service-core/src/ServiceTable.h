@@ -2,6 +2,7 @@
 // them, each with its fixed port.
 #pragma once
 
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -13,11 +14,28 @@ using Service = fdr::ServiceId;
 using ServiceInfo = fdr::LocalService;
 
 // Every service, in port order.
-const std::vector<ServiceInfo>& AllServices();
-const ServiceInfo& InfoOf(Service service);
+inline const std::vector<ServiceInfo>& AllServices() {
+    static const std::vector<ServiceInfo> services(std::begin(fdr::kLocalServices),
+                                                   std::end(fdr::kLocalServices));
+    return services;
+}
+
 // Finds a service by its fixed port or its key ("federation"); null when unknown.
-const ServiceInfo* FindService(const std::string& port_or_key);
-// "token service (<port>)": for messages that must name both.
-std::string Describe(Service service, int port);
+inline const ServiceInfo* FindService(const std::string& port_or_key) {
+    for (const auto& info : AllServices()) {
+        if (port_or_key == info.key || port_or_key == std::to_string(info.port)) {
+            return &info;
+        }
+    }
+    return nullptr;
+}
+
+inline const ServiceInfo& InfoOf(Service service) {
+    const ServiceInfo* info = &AllServices().front();
+    while (info->id != service) {
+        ++info;  // every service is in the catalogue
+    }
+    return *info;
+}
 
 }  // namespace fdrsim

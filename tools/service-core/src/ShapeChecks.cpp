@@ -4,64 +4,49 @@
 
 namespace fdrsim {
 
-static bool IsKind(const Json::Value& value, JsonKind kind) {
-    switch (kind) {
-        case JsonKind::String:
-            return value.isString();
-        case JsonKind::Number:
-            return value.isNumeric();
-        case JsonKind::Boolean:
-            return value.isBool();
-        case JsonKind::Array:
-            return value.isArray();
-        case JsonKind::Object:
-            return value.isObject();
-    }
+namespace {
+
+struct KindTest {
+    const char* name;
+    bool (Json::Value::*is)() const;
+};
+// In the order of JsonKind.
+constexpr KindTest kKinds[] = {{"string", &Json::Value::isString},
+                               {"number", &Json::Value::isNumeric},
+                               {"boolean", &Json::Value::isBool},
+                               {"array", &Json::Value::isArray},
+                               {"object", &Json::Value::isObject}};
+
+bool Problem(Flags& flags, const std::string& where, const std::string& text) {
+    AddProblem(flags, (where.empty() ? "" : where + ": ") + text);
     return false;
 }
 
-static const char* KindName(JsonKind kind) {
-    switch (kind) {
-        case JsonKind::String:
-            return "string";
-        case JsonKind::Number:
-            return "number";
-        case JsonKind::Boolean:
-            return "boolean";
-        case JsonKind::Array:
-            return "array";
-        case JsonKind::Object:
-            return "object";
-    }
-    return "value";
+std::string Mismatch(const Json::Value& value, JsonKind kind) {
+    return std::string("is a ") + JsonKindName(value) + ", expected a " +
+           kKinds[static_cast<int>(kind)].name;
 }
 
-static std::string Prefix(const std::string& where) {
-    return where.empty() ? std::string() : where + ": ";
-}
+}  // namespace
 
 const Json::Value* ExpectMember(const Json::Value& object, const char* key, JsonKind kind,
                                 const std::string& where, Flags& flags) {
+    const std::string quoted = std::string("\"") + key + "\" ";
     if (!object.isObject() || !object.isMember(key)) {
-        AddProblem(flags, Prefix(where) + "\"" + key + "\" is missing");
+        Problem(flags, where, quoted + "is missing");
         return nullptr;
     }
     const Json::Value& member = object[key];
-    if (!IsKind(member, kind)) {
-        AddProblem(flags, Prefix(where) + "\"" + key + "\" is a " + JsonKindName(member) +
-                              ", expected a " + KindName(kind));
+    if (!(member.*kKinds[static_cast<int>(kind)].is)()) {
+        Problem(flags, where, quoted + Mismatch(member, kind));
         return nullptr;
     }
     return &member;
 }
 
 bool ExpectKind(const Json::Value& value, JsonKind kind, const std::string& where, Flags& flags) {
-    if (IsKind(value, kind)) {
-        return true;
-    }
-    AddProblem(flags,
-               Prefix(where) + "is a " + JsonKindName(value) + ", expected a " + KindName(kind));
-    return false;
+    return (value.*kKinds[static_cast<int>(kind)].is)() ||
+           Problem(flags, where, Mismatch(value, kind));
 }
 
 std::string Indexed(const std::string& where, Json::ArrayIndex index) {
@@ -72,13 +57,11 @@ std::optional<Json::Value> ExpectJsonObject(const std::string& body, Flags& flag
     std::string error;
     auto value = ParseJson(body, &error);
     if (!value) {
-        AddProblem(flags, body.empty() ? "empty body, expected JSON" : "not JSON: " + error);
-        return std::nullopt;
-    }
-    if (!value->isObject()) {
-        AddProblem(flags, std::string("the body is a JSON ") + JsonKindName(*value) +
-                              ", expected an object");
-        return std::nullopt;
+        Problem(flags, "", body.empty() ? "empty body, expected JSON" : "not JSON: " + error);
+    } else if (!value->isObject()) {
+        Problem(flags, "",
+                std::string("the body is a JSON ") + JsonKindName(*value) + ", expected an object");
+        value.reset();
     }
     return value;
 }

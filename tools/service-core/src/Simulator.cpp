@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "FederationRoutes.h"
 #include "Receivers.h"
 
 namespace fdrsim {
@@ -19,37 +20,27 @@ Flags Noted(std::string text) {
 
 }  // namespace
 
-// One request on its way through Serve(): its connection, its journal record and its answer
-// as the service would give it without a fault.
-struct Simulator::Exchanging {
-    HttpConnection& connection;
-    const WakeSignal& release;
-    std::function<ServiceAnswer()> normal;
-    std::function<uint64_t(int status, std::string answer_body, Flags flags)> record;
-};
-
 Simulator::Simulator(SimulatorOptions options)
     : options_(std::move(options)),
       log_(options_.journal_capacity),
       store_(options_.federation),
-      tokens_(options_.federation.clients, options_.token_ttl, options_.refresh_ttl, options_.now),
-      federation_routes_(store_) {
+      tokens_(options_.federation.clients, options_.token_ttl, options_.refresh_ttl, options_.now) {
     for (const auto& [service, mode] : options_.faults) {
         faults_[service].fault.mode = mode;
     }
-    for (const auto& info : AllServices()) {
-        RouteTable& routes = routes_[info.id];
-        if (options_.recorder_only) {
-            continue;
-        } else if (info.id == Service::Token) {
-            tokens_.AddRoutes(routes);
-        } else if (info.id == Service::FederationWrites) {
-            federation_routes_.AddWriteRoutes(routes);
-        } else if (info.id == Service::FederationReads) {
-            federation_routes_.AddReadRoutes(routes);
-        } else {
-            AddReceiverRoutes(info.id, routes);
-        }
+    if (options_.recorder_only) {
+        return;
+    }
+    Routes routes = ReceiverRoutes();
+    for (auto& entry : FederationRoutes(store_)) {
+        routes.push_back(std::move(entry));
+    }
+    routes.push_back({{fdr::HttpMethod::Post, fdr::kTokenServicePort, fdr::kTokenPath, 0},
+                      [this](const IncomingRequest& request) { return tokens_.Grant(request); }});
+    for (auto& [endpoint, route] : routes) {
+        const std::string path = endpoint.path;
+        routes_[{fdr::ServiceOnPort(endpoint.port)->id, fdr::MethodName(endpoint.method),
+                 path.substr(0, path.find('?'))}] = std::move(route);
     }
 }
 
@@ -230,7 +221,7 @@ void Simulator::Serve(Service service, int port, HttpConnection& connection,
             return {200, "", "application/json", {}};
         }
         try {
-            return routes_.at(service).Dispatch(request);
+            return Dispatch(service, request);
         } catch (const std::exception& e) {
             return {500,
                     R"({"error":"simulator failure"})",
@@ -252,57 +243,78 @@ void Simulator::Serve(Service service, int port, HttpConnection& connection,
     if (fault.delay.count() > 0 && !connection.Pause(fault.delay)) {
         return;
     }
-    if (fault.mode != FaultMode::None && fault.mode != FaultMode::Refuse &&
-        request.unreadable.empty()) {
-        exchange.fault = FaultName(fault.mode);
-        Exchanging exchanging{connection, *release, normal, record};
-        PlayFault(fault, exchanging);
-        return;
+    const bool faulty = fault.mode != FaultMode::Refuse && request.unreadable.empty();
+    exchange.fault = faulty && fault.mode != FaultMode::None ? FaultName(fault.mode) : "";
+    ServiceAnswer answer;
+    const char* json = "application/json";
+    switch (faulty ? fault.mode : FaultMode::None) {
+        case FaultMode::None:
+        case FaultMode::Refuse:
+            answer = normal();
+            break;
+        case FaultMode::Status:
+            answer = {fault.status, fault.body, json,
+                      Noted("fault status " + std::to_string(fault.status))};
+            break;
+        case FaultMode::InternalError:
+            answer = {500, kInternalErrorBody, json, Noted("fault 500")};
+            break;
+        case FaultMode::NotFound:
+            answer = {404, kNotFoundBody, json, Noted("fault 404")};
+            break;
+        case FaultMode::Garbage:
+            answer = {200, kGarbageBody, "text/html", Noted("fault garbage")};
+            break;
+        case FaultMode::DeepNesting: {
+            const std::string object = fault.body.empty() ? normal().body : fault.body;
+            answer = {200, NestedJson(object.empty() ? "{}" : object, fault.depth), json,
+                      Noted("fault deep-nesting: " + std::to_string(fault.depth) + " levels")};
+            break;
+        }
+        default:
+            PlayFault(fault, connection, *release, normal, record);
+            return;
     }
-    const ServiceAnswer answer = normal();
     record(answer.status, answer.body, answer.flags);
     SendAnswer(connection, answer);
 }
 
-// How a service misbehaves on the wire, one fault mode at a time: the bytes it sends, how it
-// ends the connection, and what the journal keeps of it.
-void Simulator::PlayFault(const Fault& fault, Exchanging& exchanging) {
-    HttpConnection& connection = exchanging.connection;
-    auto complete = [&](int status, const std::string& body, const char* type, std::string note) {
-        exchanging.record(status, body, Noted(std::move(note)));
-        SendAnswer(connection, {status, body, type, {}});
-    };
+ServiceAnswer Simulator::Dispatch(Service service, const IncomingRequest& request) const {
+    auto it = routes_.find({service, request.method, request.path});
+    if (it != routes_.end()) {
+        return it->second(request);
+    }
+    std::string allowed;
+    for (const auto& [key, route] : routes_) {
+        if (std::get<0>(key) == service && std::get<2>(key) == request.path) {
+            allowed += (allowed.empty() ? "" : ", ") + std::get<1>(key);
+        }
+    }
+    if (allowed.empty()) {
+        return {404,
+                R"({"error":"no such path"})",
+                "application/json",
+                {{"unknown path " + request.path, true}}};
+    }
+    return {405,
+            R"({"error":"method not allowed"})",
+            "application/json",
+            {{request.method + " is not served on " + request.path + " (expected " + allowed + ")",
+              true}}};
+}
+
+// How a service misbehaves on the wire when it gives no complete answer: the bytes it sends,
+// how it ends the connection, and what the journal keeps of it.
+void Simulator::PlayFault(const Fault& fault, HttpConnection& connection, const WakeSignal& release,
+                          const std::function<ServiceAnswer()>& normal, const Recorder& record) {
     switch (fault.mode) {
-        case FaultMode::None:
-        case FaultMode::Refuse:
-            break;
         case FaultMode::Stall: {
-            const uint64_t id = exchanging.record(0, {}, Noted("fault stall: not answered"));
-            if (connection.Hold(exchanging.release)) {
-                const ServiceAnswer answer = exchanging.normal();
+            const uint64_t id = record(0, {}, Noted("fault stall: not answered"));
+            if (connection.Hold(release)) {
+                const ServiceAnswer answer = normal();
                 log_.Complete(id, answer.status, answer.body);
                 SendAnswer(connection, answer);
             }
-            break;
-        }
-        case FaultMode::Status:
-            complete(fault.status, fault.body, "application/json",
-                     "fault status " + std::to_string(fault.status));
-            break;
-        case FaultMode::InternalError:
-            complete(500, kInternalErrorBody, "application/json", "fault 500");
-            break;
-        case FaultMode::NotFound:
-            complete(404, kNotFoundBody, "application/json", "fault 404");
-            break;
-        case FaultMode::Garbage:
-            complete(200, kGarbageBody, "text/html", "fault garbage");
-            break;
-        case FaultMode::DeepNesting: {
-            const std::string object = fault.body.empty() ? exchanging.normal().body : fault.body;
-            complete(200, NestedJson(object.empty() ? "{}" : object, fault.depth),
-                     "application/json",
-                     "fault deep-nesting: " + std::to_string(fault.depth) + " levels");
             break;
         }
         case FaultMode::CloseEarly:
@@ -310,10 +322,10 @@ void Simulator::PlayFault(const Fault& fault, Exchanging& exchanging) {
             // A 200 announcing all of the body of which only the first bytes go out.
             const std::string body = fault.body.empty() ? std::string(kCloseEarlyBody) : fault.body;
             const std::string sent = body.substr(0, std::min(fault.sent_bytes, body.size()));
-            exchanging.record(200, sent,
-                              Noted("fault " + std::string(FaultName(fault.mode)) + ": sent " +
-                                    std::to_string(sent.size()) + " of " +
-                                    std::to_string(body.size()) + " bytes"));
+            record(200, sent,
+                   Noted("fault " + std::string(FaultName(fault.mode)) + ": sent " +
+                         std::to_string(sent.size()) + " of " + std::to_string(body.size()) +
+                         " bytes"));
             // A reset leaves no TIME_WAIT behind, so it can be repeated thousands of times.
             if (fault.mode == FaultMode::ResetEarly) {
                 connection.ResetAfterAnswer();
@@ -324,10 +336,9 @@ void Simulator::PlayFault(const Fault& fault, Exchanging& exchanging) {
             break;
         }
         case FaultMode::Drip: {
-            ServiceAnswer answer = exchanging.normal();
-            Flags flags = answer.flags;
-            AddNote(flags, "fault drip");
-            exchanging.record(answer.status, answer.body, flags);
+            ServiceAnswer answer = normal();
+            AddNote(answer.flags, "fault drip");
+            record(answer.status, answer.body, answer.flags);
             const std::string bytes =
                 AnswerHead(answer.status, answer.content_type, answer.body.size()) + answer.body;
             for (size_t i = 0; i < bytes.size(); ++i) {
@@ -342,7 +353,7 @@ void Simulator::PlayFault(const Fault& fault, Exchanging& exchanging) {
             // head, filler, tail: streamed in slices, never held whole.
             const size_t ends = fault.head.size() + fault.tail.size();
             const size_t total = std::max(fault.huge_bytes, ends);
-            exchanging.record(200, {}, Noted("fault huge: " + std::to_string(total) + " bytes"));
+            record(200, {}, Noted("fault huge: " + std::to_string(total) + " bytes"));
             if (!connection.Send(AnswerHead(200, "application/json", total)) ||
                 !connection.Send(fault.head)) {
                 return;
@@ -357,8 +368,8 @@ void Simulator::PlayFault(const Fault& fault, Exchanging& exchanging) {
             connection.Send(fault.tail);
             break;
         }
-        case FaultMode::InvalidHttp:
-            exchanging.record(0, kInvalidHttpBytes, Noted("fault invalid-http"));
+        default:  // InvalidHttp; the complete answers are Serve()'s
+            record(0, kInvalidHttpBytes, Noted("fault invalid-http"));
             connection.Send(kInvalidHttpBytes);
             break;
     }

@@ -13,7 +13,6 @@
 
 #include "ExchangeLog.h"
 #include "Faults.h"
-#include "FederationRoutes.h"
 #include "FederationStore.h"
 #include "SeedLoader.h"
 #include "ServiceListener.h"
@@ -86,20 +85,23 @@ class Simulator {
         Fault fault;
         std::shared_ptr<WakeSignal> release = std::make_shared<WakeSignal>();
     };
-    struct Exchanging;
+    using Recorder = std::function<uint64_t(int status, std::string answer_body, Flags flags)>;
     void Serve(Service service, int port, HttpConnection& connection, IncomingRequest& request);
-    void PlayFault(const Fault& fault, Exchanging& exchanging);
+    void PlayFault(const Fault& fault, HttpConnection& connection, const WakeSignal& release,
+                   const std::function<ServiceAnswer()>& normal, const Recorder& record);
+    ServiceAnswer Dispatch(Service service, const IncomingRequest& request) const;
     ServiceListener* ListenerOf(Service service) const;
 
+    // Service, method and path (without the query).
+    using RouteKey = std::tuple<Service, std::string, std::string>;
     SimulatorOptions options_;
     ExchangeLog log_;
     FederationStore store_;
     TokenService tokens_;
-    FederationRoutes federation_routes_;
-    std::map<Service, RouteTable> routes_;
+    std::map<RouteKey, fdrsim::Route> routes_;
     mutable std::mutex faults_mutex_;  // faults_ and scripts_, changed while requests are served
     std::map<Service, FaultState> faults_;
-    std::map<std::tuple<Service, std::string, std::string>, Responder> scripts_;
+    std::map<RouteKey, Responder> scripts_;
     WakeSignal stop_;
     mutable std::mutex control_mutex_;  // fault changes that open or close a port, one at a time
     std::vector<std::unique_ptr<ServiceListener>> listeners_;

@@ -35,11 +35,6 @@ TokenService::TokenService(std::vector<TokenClient> clients, std::chrono::second
       now_(std::move(now)),
       random_(std::random_device{}()) {}
 
-void TokenService::AddRoutes(RouteTable& routes) {
-    routes.Add("POST", fdr::kTokenPath,
-               [this](const IncomingRequest& request) { return Grant(request); });
-}
-
 ServiceAnswer TokenService::Grant(const IncomingRequest& request) {
     const FormFields form = ParseForm(request.body);
     const std::string* grant = Field(form, "grant_type");

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Exchange.h"
 #include "FederationSeed.h"
-#include "RouteTable.h"
 
 namespace fdrsim {
 
@@ -24,7 +24,6 @@ class TokenService {
     TokenService(std::vector<TokenClient> clients, std::chrono::seconds access_ttl,
                  std::chrono::seconds refresh_ttl, Now now = Clock::now);
 
-    void AddRoutes(RouteTable& routes);
     // Answers one token request. Every answer is HTTP 200, errors included, as
     // {"error":"invalid_client"|"invalid_grant"|"invalid_request"|"unsupported_grant_type",
     //  "error_description":..}: the library reads the "error" of a 200 answer only.
