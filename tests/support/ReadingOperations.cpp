@@ -35,14 +35,14 @@ const Reader kReaders[8] = {
 Outcome RunReader(const Reader& reader, int* detail) {
     CFederateUtil util;
     fdrcase::CallData data;
-    data.args = {{"list", R"({"autonomy_list":[{"autonomy_lid":"old"}]})"},
-                 {"lid", "1"},
-                 {"channels", R"({"channel_list":[{"data":"{}"}]})"},
-                 {"servers", R"({"autonomy_list":[]})"},
-                 {"user", "alice"},
-                 {"second", ""},
-                 {"client_id", "recorder"},
-                 {"client_secret", "s3cret"}};
+    data.args = {{"list", {R"({"autonomy_list":[{"autonomy_lid":"old"}]})"}},
+                 {"lid", {"1"}},
+                 {"channels", {R"({"channel_list":[{"data":"{}"}]})"}},
+                 {"servers", {R"({"autonomy_list":[]})"}},
+                 {"user", {"alice"}},
+                 {"second", {""}},
+                 {"client_id", {"recorder"}},
+                 {"client_secret", {"s3cret"}}};
     data.outputs = {
         {"guid", "old"}, {"result", "old"}, {"timestamp", "old"}, {"access_token", "old"}};
     const int result = fdrcase::OperationNamed(reader.operation)(util, data);

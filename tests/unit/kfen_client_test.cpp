@@ -33,7 +33,7 @@ class KfenClientTest : public ::testing::Test {
     static fdrsim::SimulatorOptions Options() {
         fdrsim::SimulatorOptions options;
         options.recorder_only = true;
-        options.ports[Service::Token] = 0;
+        options.any_ports = true;
         return options;
     }
     static char* c(const char* s) { return const_cast<char*>(s); }

@@ -194,6 +194,7 @@ TEST(Listener, APortTakenFailsNamingItAndReleasesTheOthers) {
         const int free_port = PortOfSocket(sock);
         ::close(sock);
         SimulatorOptions options;
+        options.any_ports = true;
         options.ports[Service::VideoManagement] = free_port;  // started before the token service
         options.ports[Service::Token] = taken;
         std::string error;
