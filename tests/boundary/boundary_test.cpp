@@ -9,60 +9,49 @@
 
 namespace {
 
-class LoadedLibrary : public testing::Test {
-  protected:
-    void SetUp() override {
-        handle_ = dlopen(FEDERATEUTIL_LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle_, nullptr) << dlerror();
-        create_ = reinterpret_cast<void* (*)()>(dlsym(handle_, "CreateFederateUtilInstance"));
-        release_ = reinterpret_cast<void (*)(void**)>(dlsym(handle_, "ReleaseFederateUtil"));
-        ASSERT_NE(create_, nullptr);
-        ASSERT_NE(release_, nullptr);
-    }
-    // No dlclose, as in a recording server: the library keeps process-wide state (the object,
-    // the token service's address) for the life of the process.
-    void* handle_ = nullptr;
-    void* (*create_)() = nullptr;
-    void (*release_)(void**) = nullptr;
-};
+// No dlclose, as in a recording server: the library keeps process-wide state (the object, the
+// token service's address) for the life of the process.
+TEST(LoadedLibrary, OneObjectAnswersThroughItsVirtualTables) {
+    void* handle = dlopen(FEDERATEUTIL_LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(handle, nullptr) << dlerror();
+    const auto create = reinterpret_cast<void* (*)()>(dlsym(handle, "CreateFederateUtilInstance"));
+    const auto release = reinterpret_cast<void (*)(void**)>(dlsym(handle, "ReleaseFederateUtil"));
+    ASSERT_TRUE(create != nullptr && release != nullptr);
 
-TEST_F(LoadedLibrary, FactoryHandsOutOneObjectAndReleaseOnlyClearsThePointer) {
-    void* first = create_();
-    void* second = create_();
+    // One object; a release only clears the caller's pointer.
+    void* first = create();
+    void* second = create();
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(first, second);
-    release_(&second);
-    EXPECT_EQ(second, nullptr);
-    EXPECT_EQ(create_(), first);
+    release(&second);
     void* none = nullptr;
-    release_(&none);
-    EXPECT_EQ(none, nullptr);
-}
+    release(&none);
+    release(nullptr);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_EQ(create(), first);
 
-TEST_F(LoadedLibrary, InterfacesAnswerThroughTheirVirtualTables) {
-    auto* base = static_cast<IBaseInterface*>(create_());
+    auto* base = static_cast<IBaseInterface*>(first);
     EXPECT_EQ(base->Init(nullptr, 0, nullptr, 0, nullptr, false, nullptr, nullptr), 0);
+    EXPECT_EQ(base->Init(nullptr, 7, "a", 9, "b", true, "c", "d"), 0);
+    EXPECT_EQ(base->Uninit(), 1);
     EXPECT_EQ(base->Uninit(), 1);
 
+    // The server view is the second base, after the first; the authentication view is none; an
+    // unknown id leaves the pointer as it was.
     void* server = nullptr;
     EXPECT_EQ(base->QueryInterface(FederateBoxType::CentralizedServerID, &server), 1);
-    ASSERT_NE(server, nullptr);
-    EXPECT_NE(server, static_cast<void*>(base)) << "the second base lives after the first";
-
-    void* auth = &server;
-    EXPECT_EQ(base->QueryInterface(FederateBoxType::AuthenticationControlID, &auth), 1);
-    EXPECT_EQ(auth, nullptr);
-
-    void* untouched = &server;
-    EXPECT_EQ(base->QueryInterface(static_cast<FederateBoxType::InterfaceClassID>(2), &untouched),
-              0);
-    EXPECT_EQ(untouched, &server);
+    EXPECT_EQ(static_cast<char*>(server) - static_cast<char*>(first), sizeof(void*));
+    for (const int id : {int{FederateBoxType::AuthenticationControlID}, 2, -1}) {
+        void* out = &server;
+        EXPECT_EQ(base->QueryInterface(static_cast<FederateBoxType::InterfaceClassID>(id), &out),
+                  id == FederateBoxType::AuthenticationControlID);
+        EXPECT_EQ(out, id == FederateBoxType::AuthenticationControlID ? nullptr : &server) << id;
+    }
 
     // A pure formatting slot works without any service running.
-    auto* fed = static_cast<ICentralizedServer*>(server);
     DravoAgentData::AutonomyList empty;
     std::string body = "old";
-    EXPECT_EQ(fed->FormatFailOverBody(empty, body), 0);
+    EXPECT_EQ(static_cast<ICentralizedServer*>(server)->FormatFailOverBody(empty, body), 0);
 }
 
 }  // namespace
