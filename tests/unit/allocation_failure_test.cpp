@@ -504,6 +504,18 @@ std::vector<Case> Parsers() {
                    refresh;
          },
          {"d3020201 old old"}},
+        // A failure inside the conversion to exact nodes gives no document, never one with
+        // cJSON's approximations.
+        {"fdr::json::Parse",
+         Partial::kNothing,
+         [](std::string& out) {
+             cJSON* document = fdr::json::Parse(
+                 R"({"a":[18446744073709551615,{"b":-9223372036854775808}],"c":4294967295,)"
+                 R"("d":"x","e":[1,2147483648]})");
+             out = document != nullptr ? Print(document) : "none";
+             cJSON_Delete(document);
+         },
+         {"none", "<print failed>"}},
         // A channel whose "data" cannot be read ends the list; those before it stay.
         {"ParseChannelList",
          Partial::kNothing,
