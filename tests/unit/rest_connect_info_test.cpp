@@ -1,21 +1,14 @@
-// The libcurl connection object against local servers on ephemeral ports.
+// The libcurl connection object against the service core on free ports.
 #include <gtest/gtest.h>
-#include <httplib.h>
 #include <netdb.h>
-#include <poll.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
+#include "Simulator.h"
 #include "federateutil/RestConnectInfo.h"
 #include "support/Descriptors.h"
 #include "support/FullListener.h"
@@ -24,74 +17,9 @@
 
 namespace {
 
-// "/N" answers status N with the body "body N", any other path 200; the last request is kept.
-struct StatusServer {
-    httplib::Server server;
-    std::thread thread;
-    std::mutex mutex;
-    httplib::Request last;
-    std::atomic<int> count{0};
-    int port = server.bind_to_any_port("127.0.0.1");
-    StatusServer() {
-        auto handler = [this](const httplib::Request& req, httplib::Response& res) {
-            res.status = std::max(std::atoi(req.path.c_str() + 1), 200);
-            res.set_content("body " + std::to_string(res.status), "text/plain");
-            std::lock_guard<std::mutex> lock(mutex);
-            last = req;
-            ++count;
-        };
-        server.Get(".*", handler);
-        server.Post(".*", handler);
-        thread = std::thread([this] { server.listen_after_bind(); });
-        while (!server.is_running()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    }
-    ~StatusServer() {
-        server.stop();
-        thread.join();
-    }
-    httplib::Request Last() {
-        std::lock_guard<std::mutex> lock(mutex);
-        return last;
-    }
-};
-
-// A bound port that refuses connections, or (listening) takes them and never answers.
-struct BarePort {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    int port = 0;
-    explicit BarePort(bool listening) {
-        sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-        socklen_t length = sizeof(address);
-        bind(fd, reinterpret_cast<sockaddr*>(&address), length);
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-        port = ntohs(address.sin_port);
-        if (listening) {
-            listen(fd, 4);
-        }
-    }
-    ~BarePort() {
-        for (const int peer : accepted) {
-            close(peer);
-        }
-        close(fd);
-    }
-    // Takes the next connection once its request has begun to arrive, and keeps it open,
-    // unanswered; false when none came. (A connection the kernel accepted may not yet be one the
-    // client has noticed, and an abort then ends it before anything was sent.)
-    bool AcceptOne() {
-        const auto limit = std::chrono::milliseconds(fdrtest::kEventuallyLimit);
-        pollfd ready{fd, POLLIN, 0};
-        if (poll(&ready, 1, static_cast<int>(limit.count())) != 1) {
-            return false;
-        }
-        accepted.push_back(accept(fd, nullptr, nullptr));
-        pollfd request{accepted.back(), POLLIN, 0};
-        return accepted.back() >= 0 && poll(&request, 1, static_cast<int>(limit.count())) == 1;
-    }
-    std::vector<int> accepted;
-};
+using fdr::rest::ConnectMode;
+using fdrsim::Service;
+using fdrtest::ScopedConnectMode;
 
 // A connection to 127.0.0.1:port with the resolved address it keeps a pointer to.
 struct Connection {
@@ -114,11 +42,40 @@ struct Connection {
     }
 };
 
-using fdrtest::OpenDescriptors;
+// The token service answers "/N" with status N and "body N", every other path 200; the
+// arbitrator's port refuses connections and the member log's takes requests and never answers.
+class RestConnect : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        for (const int status : {200, 201, 302, 399, 404, 500}) {
+            for (const char* method : {"GET", "POST"}) {
+                services_.Script(Service::Token, method, "/" + std::to_string(status),
+                                 {status, "body " + std::to_string(status)});
+            }
+        }
+        std::string error;
+        ASSERT_TRUE(services_.Start(&error)) << error;
+        port_ = services_.PortOf(Service::Token);
+        refusing_ = services_.PortOf(Service::Arbitrator);
+        stalling_ = services_.PortOf(Service::MemberLog);
+    }
+    static fdrsim::SimulatorOptions Options() {
+        fdrsim::SimulatorOptions options;
+        options.recorder_only = true;
+        options.any_ports = true;
+        options.faults = {{Service::Arbitrator, fdrsim::FaultMode::Refuse},
+                          {Service::MemberLog, fdrsim::FaultMode::Stall}};
+        return options;
+    }
+    size_t Count() { return services_.Exchanges().Count(); }
+    fdrsim::Exchange Last() { return services_.Exchanges().List().back(); }
 
-TEST(RestConnectRequest, ResultsFollowTheStatusAndTheMethod) {
-    StatusServer server;
-    Connection connection(server.port);
+    fdrsim::Simulator services_{Options()};
+    int port_ = 0, refusing_ = 0, stalling_ = 0;
+};
+
+TEST_F(RestConnect, ResultsFollowTheStatusAndTheMethod) {
+    Connection connection(port_);
     const int cases[][3] = {{200, 0, 0},   {404, -14, -14}, {500, -6, -6},
                             {201, -6, -6}, {302, -6, -13},  {399, -6, -13}};
     for (const auto& c : cases) {
@@ -131,36 +88,39 @@ TEST(RestConnectRequest, ResultsFollowTheStatusAndTheMethod) {
         EXPECT_EQ(connection.Get(path, response), c[2]);
         // The GET names every status but 200 and 404.
         const std::string named = "[CURL] http_code=" + std::to_string(c[0]) +
-                                  " http://127.0.0.1:" + std::to_string(server.port) + path;
+                                  " http://127.0.0.1:" + std::to_string(port_) + path;
         EXPECT_EQ(log.NewLines().back() == named, c[0] != 200 && c[0] != 404);
     }
-    EXPECT_EQ(server.count, 12);  // one object, its socket reconnected for every request
+    EXPECT_EQ(Count(), 12u);  // one object, its socket reconnected for every request
 }
 
-TEST(RestConnectRequest, RequestCarriesQueryHeaderCredentialsAndBodyAsGiven) {
-    StatusServer server;
-    Connection connection(server.port, "operator");
+TEST_F(RestConnect, RequestCarriesQueryHeaderCredentialsAndBodyAsGiven) {
+    const auto header = [](const fdrsim::Exchange& e, const std::string& name) {
+        for (const auto& [key, value] : e.request_headers) {
+            if (key == name) {
+                return value;
+            }
+        }
+        return std::string("<none>");
+    };
+    Connection connection(port_, "operator");
     const std::string body = std::string("k=v&x=\"q\"%20") + '\0' + "z";
     std::string response;
     EXPECT_EQ(connection.rest->DoRequestPostText("/p", "X-Test: yes", "a=1", "u:p", body, response),
               0);
-    auto last = server.Last();
-    EXPECT_EQ(last.target + " " + last.get_header_value("X-Test"), "/p?a=1 yes");
-    EXPECT_EQ(last.body, body);
-    EXPECT_EQ(last.get_header_value("Authorization"), "Basic dTpw");  // u:p
+    EXPECT_EQ(Last().target + " " + header(Last(), "X-Test"), "/p?a=1 yes");
+    EXPECT_TRUE(Last().request_body == body);
+    EXPECT_EQ(header(Last(), "Authorization"), "Basic dTpw");  // u:p
 
-    Connection plain(server.port, "operator");
+    Connection plain(port_, "operator");
     EXPECT_EQ(plain.rest->DoRequestGetText("/g", "", "", "", "agent/7", response), 0);
-    last = server.Last();
-    EXPECT_EQ(last.target + " " + last.get_header_value("User-Agent"), "/g agent/7");
-    EXPECT_EQ(last.get_header_value("Authorization"), "Basic b3BlcmF0b3I6");  // operator:
+    EXPECT_EQ(Last().target + " " + header(Last(), "User-Agent"), "/g agent/7");
+    EXPECT_EQ(header(Last(), "Authorization"), "Basic b3BlcmF0b3I6");  // operator:
 }
 
-TEST(RestConnectRequest, UnconnectedRequestIsMinusThreeWithNothingSentCountedOrLogged) {
-    BarePort refusing(false);
-    StatusServer server;
-    Connection refused(refusing.port);
-    Connection aborted(server.port);
+TEST_F(RestConnect, UnconnectedRequestIsMinusThreeWithNothingSentCountedOrLogged) {
+    Connection refused(refusing_);
+    Connection aborted(port_);
     EXPECT_EQ(aborted.rest->AbortConnection(true), 1);
     const unsigned counted = CRestConnectInfo::m_CGICount;
     auto log = fdrtest::WatchCenterLog();
@@ -170,7 +130,7 @@ TEST(RestConnectRequest, UnconnectedRequestIsMinusThreeWithNothingSentCountedOrL
         EXPECT_EQ(connection->Get("/x", response), -3);
     }
     EXPECT_EQ(response, "kept");
-    EXPECT_EQ(server.count, 0);
+    EXPECT_EQ(Count(), 0u);
     EXPECT_EQ(CRestConnectInfo::m_CGICount, counted);
     EXPECT_TRUE(log.NewLines().empty());
 
@@ -183,15 +143,15 @@ TEST(RestConnectRequest, UnconnectedRequestIsMinusThreeWithNothingSentCountedOrL
     EXPECT_EQ(unset.DoRequestPostText("/x", "", "", "", "", response), -6);
 }
 
-TEST(RestConnectRequest, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
-    BarePort stalled(true);
+TEST_F(RestConnect, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
     for (const bool get : {false, true}) {
-        Connection connection(stalled.port);
+        Connection connection(stalling_);
+        const size_t arrived = Count() + 1;
         int result = 0;
         std::string response;
         std::thread request(
             [&] { result = get ? connection.Get("/", response) : connection.Post("/", response); });
-        EXPECT_TRUE(stalled.AcceptOne());  // the request is on its way
+        EXPECT_TRUE(services_.Exchanges().WaitForCount(arrived, fdrtest::kEventuallyLimit));
         const auto aborted = std::chrono::steady_clock::now();
         connection.rest->AbortConnection(true);
         request.join();
@@ -202,18 +162,13 @@ TEST(RestConnectRequest, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
     }
 }
 
-using fdr::rest::ConnectMode;
-using fdrtest::ScopedConnectMode;
-
-TEST(RestConnectSocket, SaysWhetherItConnected) {
+TEST_F(RestConnect, ConnectSocketSaysWhetherItConnected) {
     for (const ConnectMode mode : {ConnectMode::kObjectConnects, ConnectMode::kLibcurlConnects}) {
         SCOPED_TRACE(static_cast<int>(mode));
         const ScopedConnectMode pinned(mode);
-        BarePort refusing(false);
-        BarePort listening(true);
-        Connection refused(refusing.port);
+        Connection refused(refusing_);
         EXPECT_FALSE(refused.rest->ConnectSocket());
-        Connection reached(listening.port);
+        Connection reached(port_);
         EXPECT_TRUE(reached.rest->ConnectSocket());
         EXPECT_TRUE(reached.rest->ConnectSocket());  // the same socket connects again
         reached.rest->AbortConnection(true);
@@ -228,30 +183,25 @@ TEST(RestConnectSocket, SaysWhetherItConnected) {
 // A connect that hangs (the service's accept queue is full) ends as soon as another thread
 // aborts, whoever connects: the bare ConnectSocket with false, a request with -3 and nothing
 // counted or logged. Unaborted, each would wait out the 30-second limit.
-TEST(RestConnectSocket, AbortEndsAHangingConnectWithNothingSent) {
+TEST(RestConnectHanging, AbortEndsAHangingConnectWithNothingSent) {
     fdrtest::FullListener full;
     ASSERT_TRUE(full.full());
-    struct Case {
-        const char* name;
+    std::string response = "kept";
+    const auto post = [&](Connection& c) { return c.Post("/", response); };
+    const auto get = [&](Connection& c) { return c.Get("/", response); };
+    const struct {
         ConnectMode mode;
         std::function<int(Connection&)> run;
         int result;
+    } kCases[] = {
+        {ConnectMode::kObjectConnects, [](Connection& c) { return c.rest->ConnectSocket(); }, 0},
+        {ConnectMode::kObjectConnects, post, -3},
+        {ConnectMode::kObjectConnects, get, -3},
+        {ConnectMode::kLibcurlConnects, post, -3},
+        {ConnectMode::kLibcurlConnects, get, -3},
     };
-    std::string response = "kept";
-    const Case kCases[] = {
-        {"ConnectSocket", ConnectMode::kObjectConnects,
-         [](Connection& c) { return c.rest->ConnectSocket() ? 1 : 0; }, 0},
-        {"POST, object connects", ConnectMode::kObjectConnects,
-         [&](Connection& c) { return c.Post("/", response); }, -3},
-        {"GET, object connects", ConnectMode::kObjectConnects,
-         [&](Connection& c) { return c.Get("/", response); }, -3},
-        {"POST, libcurl connects", ConnectMode::kLibcurlConnects,
-         [&](Connection& c) { return c.Post("/", response); }, -3},
-        {"GET, libcurl connects", ConnectMode::kLibcurlConnects,
-         [&](Connection& c) { return c.Get("/", response); }, -3},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(&c - kCases);
         const ScopedConnectMode pinned(c.mode);
         Connection connection(full.port());
         const unsigned counted = CRestConnectInfo::m_CGICount;
@@ -269,7 +219,6 @@ TEST(RestConnectSocket, AbortEndsAHangingConnectWithNothingSent) {
         connection.rest->AbortConnection(true);
         request.join();
         EXPECT_EQ(result, c.result);
-        // Far below the 30 seconds it would otherwise wait.
         EXPECT_WAIT_AT_MOST(ended - aborted, std::chrono::seconds(10));
         EXPECT_EQ(CRestConnectInfo::m_CGICount, counted);
         EXPECT_TRUE(log.NewLines().empty());
@@ -277,13 +226,12 @@ TEST(RestConnectSocket, AbortEndsAHangingConnectWithNothingSent) {
     EXPECT_EQ(response, "kept");
 }
 
-TEST(RestConnectRequest, CopiesHaveTheSettingsAndTheirOwnSocketAndLeakNothing) {
-    StatusServer server;
+TEST_F(RestConnect, CopiesHaveTheSettingsAndTheirOwnSocketAndLeakNothing) {
     std::string response;
-    Connection(server.port).Post("/warm-up", response);
-    const size_t before = OpenDescriptors();
+    Connection(port_).Post("/warm-up", response);
+    const size_t before = fdrtest::OpenDescriptors();
     {
-        Connection original(server.port, "operator");
+        Connection original(port_, "operator");
         original.rest->AbortConnection(true);
         std::shared_ptr<CRestConnectInfo> copy;
         for (int i = 0; i < 1000; ++i) {
@@ -293,14 +241,11 @@ TEST(RestConnectRequest, CopiesHaveTheSettingsAndTheirOwnSocketAndLeakNothing) {
         EXPECT_EQ(copy->DoRequestPostText("/x", "", "", "", "", response), -3);  // abort copied
         copy->AbortConnection(false);
         EXPECT_EQ(copy->DoRequestPostText("/copy", "", "", "", "", response), 0);
-        EXPECT_EQ(server.Last().target, "/copy");
+        EXPECT_EQ(Last().target, "/copy");
     }
-    // The server closes its side of each exchange in its own time.
-    const auto limit = std::chrono::steady_clock::now() + fdrtest::kEventuallyLimit;
-    while (OpenDescriptors() > before && std::chrono::steady_clock::now() < limit) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    EXPECT_LE(OpenDescriptors(), before);  // the warm-up's server side may close late
+    // The service closes its side of each exchange in its own time.
+    EXPECT_TRUE(services_.WaitUntilIdle(fdrtest::kEventuallyLimit));
+    EXPECT_LE(fdrtest::OpenDescriptors(), before);
 }
 
 }  // namespace
