@@ -9,36 +9,25 @@
 
 namespace {
 
-static_assert(std::is_standard_layout_v<DravoAgentData::AutonomyList::AutonomyListObj>);
-static_assert(std::is_standard_layout_v<DravoAgentData::ChannelInformation::ChannelObj>);
-static_assert(
-    std::is_standard_layout_v<DravoAgentData::ChannelInformation::ChannelObj::MultiStreamObj>);
-static_assert(
-    std::is_standard_layout_v<DravoAgentData::ChannelInformation::ChannelObj::VirtualCameraObj>);
-static_assert(
-    std::is_standard_layout_v<
-        DravoAgentData::ChannelInformation::ChannelObj::AutoCruisingInfo::AutoCruisingPreset>);
-static_assert(std::is_standard_layout_v<DravoAgentData::RealtimeEvent::ChannelStatusObj>);
-static_assert(
-    std::is_standard_layout_v<DravoAgentData::RealtimeEvent::ChannelStatusObj::LivingStatusObj>);
-static_assert(std::is_standard_layout_v<DravoAgentData::DravoServerInfo>);
-static_assert(std::is_standard_layout_v<DravoAgentData::DravoServerInfo::FisheyeSizeObj>);
-static_assert(std::is_standard_layout_v<DravoAgentData::DravoServerInfo::FisheyeModelObj>);
-static_assert(std::is_standard_layout_v<DravoAgentData::DravoServerInfo::FisheyeBrandObj>);
-static_assert(std::is_standard_layout_v<DravoAgentData::DravoServerInfo::ProjectionSizeObj>);
-static_assert(std::is_standard_layout_v<DravoAgentData::DravoServerInfo::ProjectionModelObj>);
-static_assert(std::is_standard_layout_v<DravoAgentData::DravoServerInfo::ProjectionBrandObj>);
-static_assert(std::is_standard_layout_v<FederateBoxType::AutonomyInfo>);
-static_assert(std::is_standard_layout_v<DravoAgentData::AutonomyList>);
+using namespace DravoAgentData;
+using Channel = ChannelInformation::ChannelObj;
+using Status = RealtimeEvent::ChannelStatusObj;
+
+template <typename... Records>
+constexpr bool kStandardLayout = (std::is_standard_layout_v<Records> && ...);
+static_assert(kStandardLayout<
+              AutonomyList, AutonomyList::AutonomyListObj, Channel, Channel::MultiStreamObj,
+              Channel::VirtualCameraObj, Channel::AutoCruisingInfo::AutoCruisingPreset, Status,
+              Status::LivingStatusObj, DravoServerInfo, DravoServerInfo::FisheyeSizeObj,
+              DravoServerInfo::FisheyeModelObj, DravoServerInfo::FisheyeBrandObj,
+              DravoServerInfo::ProjectionSizeObj, DravoServerInfo::ProjectionModelObj,
+              DravoServerInfo::ProjectionBrandObj, FederateBoxType::AutonomyInfo>);
 
 // Sizes on the shipped platform (x86-64, libstdc++ with its C++11 string; std::string 32 bytes,
 // std::vector 24, std::vector<bool> 40, std::shared_ptr 16). A member added anywhere, or a
 // change of a member's type, moves one of these.
 #if defined(__x86_64__) && defined(__GLIBCXX__) && _GLIBCXX_USE_CXX11_ABI && \
     !defined(_GLIBCXX_DEBUG)
-namespace sizes {
-using namespace DravoAgentData;
-using Channel = ChannelInformation::ChannelObj;
 static_assert(sizeof(AutonomyList) == 24);
 static_assert(sizeof(AutonomyList::AutonomyListObj) == 928);
 static_assert(sizeof(Channel) == 728);
@@ -56,9 +45,9 @@ static_assert(sizeof(Channel::NetworkSettingInfo) == 88);
 static_assert(sizeof(Channel::RecordingStatusInfo) == 3);
 static_assert(sizeof(Channel::StreamInfo) == 72);
 static_assert(sizeof(Channel::StreamInfo::MainStream) == 48);
-static_assert(sizeof(RealtimeEvent::ChannelStatusObj) == 88);
-static_assert(sizeof(RealtimeEvent::ChannelStatusObj::LivingStatusObj) == 32);
-static_assert(sizeof(RealtimeEvent::ChannelStatusObj::RecordedStatistic) == 16);
+static_assert(sizeof(Status) == 88);
+static_assert(sizeof(Status::LivingStatusObj) == 32);
+static_assert(sizeof(Status::RecordedStatistic) == 16);
 static_assert(sizeof(DravoServerInfo) == 48);
 static_assert(sizeof(DravoServerInfo::FisheyeSizeObj) == 48);
 static_assert(sizeof(DravoServerInfo::FisheyeModelObj) == 88);
@@ -67,7 +56,6 @@ static_assert(sizeof(DravoServerInfo::ProjectionSizeObj) == 96);
 static_assert(sizeof(DravoServerInfo::ProjectionModelObj) == 120);
 static_assert(sizeof(DravoServerInfo::ProjectionBrandObj) == 88);
 static_assert(sizeof(FederateBoxType::AutonomyInfo) == 168);
-}  // namespace sizes
 #endif
 
 }  // namespace
