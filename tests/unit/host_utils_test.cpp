@@ -28,22 +28,13 @@ std::string slurp(const fs::path& file) {
     return out.str();
 }
 
-// Every test logs to "/hostutil/<test>-<pid>/..." below the log root, which ctest sets; a bare
-// run of the test binary gets a private temporary root.
+// Every test logs to "/hostutil/<test>/..." below the process's own log root (main/TestMain.cpp).
 class HostUtilLogTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        const char* root = std::getenv("FDR_LOG_ROOT");
-        if (root == nullptr || *root == '\0') {
-            char tmpl[] = "/tmp/hostutil-test-XXXXXX";
-            ASSERT_NE(nullptr, ::mkdtemp(tmpl));
-            ::setenv("FDR_LOG_ROOT", tmpl, 1);
-            root = std::getenv("FDR_LOG_ROOT");
-        }
-        root_ = root;
+        root_ = std::getenv("FDR_LOG_ROOT");
         folder_ = std::string("/hostutil/") +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" +
-                  std::to_string(::getpid());
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name();
         fs::remove_all(root_ + folder_);
     }
     // The path as handed to the library, and where it really lands.
