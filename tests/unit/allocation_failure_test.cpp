@@ -202,7 +202,7 @@ std::string Quoted(const std::string& text) {
 // Every field of a channel away from its default, as an answer carries it; then a short one.
 const std::string kChannelList =
     R"({"channel_list":[{"guid":"g1","data":)" +
-    Quoted(fdrtest::ReadTestData("channels/channel_full.json")) +
+    Quoted(fdrtest::ReadTestData("channels/channel_full_service.json")) +
     R"(},{"guid":"g2","data":"{\"channel_guid\":\"g2\",\"channel_name\":\"Yard\"}"}]})";
 
 // The rich channel, a missing one (passed over) and a short one, read before any hook is set.
@@ -210,6 +210,7 @@ const ChannelObjList kChannels = [] {
     ChannelObjList read;
     CFdrUtilParser::ParseChannelList(kChannelList.c_str(), read);
     read[0]->owner_lid = "A";
+    read[0]->retrieve = 7;  // the host's own, never read, written as it is
     read[1]->owner_lid = "B";
     read.insert(read.begin() + 1, nullptr);
     return read;
@@ -307,7 +308,8 @@ bool Allowed(const Case& c, const std::string& seen, const std::string& whole) {
             return OneChanged(s, w, DroppedFrom("autonomy_list"));
         case Partial::kMemberKeys:
             // A thirdparty list that cannot be parsed only drops its key, as one that is no JSON.
-            return Truncation(s, w, 3) || OneChanged(s, w, DroppedKey("thirdparty_support_list"));
+            return (cJSON_HasObjectItem(s, "autonomy_list") && Truncation(s, w, 3)) ||
+                   OneChanged(s, w, DroppedKey("thirdparty_support_list"));
         case Partial::kListBody:
             return Truncation(s, w) || OneChanged(s, w, DataShort);
         case Partial::kOneMissing:
@@ -364,8 +366,11 @@ std::vector<Case> Formatters() {
              A::FormatterDravoServerAutonomyChange(list, out);
          }},
         // Only the root's creation and the print are looked at.
-        {"construct_cahnnel_info_string", P::kOneMissing,
-         [](std::string& out) { construct_cahnnel_info_string(Channels()[0], out); }},
+        {"construct_cahnnel_info_string",
+         P::kOneMissing,
+         [](std::string& out) { construct_cahnnel_info_string(Channels()[0], out); },
+         {},
+         "channels/channel_full.json"},
         {"FormatterAddChannelInfo", P::kListBody,
          [](std::string& out) { C::FormatterAddChannelInfo("A", Channels(), out); }},
         {"FormatterRefreshChannelInfo", P::kListBody,
