@@ -10,9 +10,8 @@
 #include <thread>
 
 #include "support/Descriptors.h"
+#include "support/LocalServices.h"
 #include "support/LogFiles.h"
-#include "support/ReadingOperations.h"
-#include "support/Recorder.h"
 #include "support/Timing.h"
 
 namespace {

@@ -12,7 +12,7 @@
 
 #include "federateutil/DravoAgentData.h"
 #include "federateutil/FederateBoxType.h"
-#include "support/Recorder.h"
+#include "support/LocalServices.h"
 
 extern "C" void* CreateFederateUtilInstance();
 
