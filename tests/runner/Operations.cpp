@@ -163,6 +163,16 @@ Operation TextNotice(int (CFederateUtil::*notify)(std::string&), const char* arg
     };
 }
 
+// A token request: the access token given and taken back, and the refresh token it stores.
+Operation TokenCall(int (CFederateUtil::*call)(std::string&, std::string&, std::string&)) {
+    return [call](CFederateUtil& u, CallData& d) {
+        std::string id = d.Arg("client_id"), secret = d.Arg("client_secret");
+        const int result = (u.*call)(id, secret, d.outputs["access_token"]);
+        d.outputs["refresh_token"] = u.StoredRefreshTokenForTesting();
+        return result;
+    };
+}
+
 // One server's channel write: the lid and channels given, the operation's result.
 Operation ChannelWrite(int (CFederateUtil::*write)(std::string&, ChannelObjList&)) {
     return [write](CFederateUtil& u, CallData& d) {
@@ -208,22 +218,8 @@ void AddChannelTexts(const ChannelObjList& channels, std::string& texts) {
 
 const std::map<std::string, Operation>& Table() {
     static const std::map<std::string, Operation> table = {
-        {"AuthGetToken",
-         [](CFederateUtil& u, CallData& d) {
-             std::string id = d.Arg("client_id"), secret = d.Arg("client_secret");
-             std::string& token = d.outputs["access_token"];
-             const int result = u.AuthGetToken(id, secret, token);
-             d.outputs["refresh_token"] = u.StoredRefreshTokenForTesting();
-             return result;
-         }},
-        {"AuthRefreshToken",
-         [](CFederateUtil& u, CallData& d) {
-             std::string id = d.Arg("client_id"), secret = d.Arg("client_secret");
-             std::string& token = d.outputs["access_token"];
-             const int result = u.AuthRefreshToken(id, secret, token);
-             d.outputs["refresh_token"] = u.StoredRefreshTokenForTesting();
-             return result;
-         }},
+        {"AuthGetToken", TokenCall(&CFederateUtil::AuthGetToken)},
+        {"AuthRefreshToken", TokenCall(&CFederateUtil::AuthRefreshToken)},
         {"ChangeAutonomyMode",
          [](CFederateUtil& u, CallData& d) { return u.ChangeAutonomyMode(d.Arg("body")); }},
         {"SaveFailOverInfo",
