@@ -239,7 +239,8 @@ int Run(const std::string& file) {
         {"debug-log", Joined(debug.NewLines())},
         {"aggregator-log", Joined(aggregator.NewLines())}};
     services.Stop();
-    actual["locks-held"] = held;  // the services' threads have ended
+    std::lock_guard<std::mutex> guard(held_mutex);
+    actual["locks-held"] = held;
     const auto exchanges = services.Exchanges().List();
     std::map<std::string, std::string> expected = {{"console", ""},         {"locks-held", "none"},
                                                    {"locks-after", "none"}, {"center-log", ""},
