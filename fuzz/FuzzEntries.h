@@ -62,6 +62,11 @@ inline const cJSON* MemberOf(const Document& oracle, const char* key) {
     return oracle != nullptr ? cJSON_GetObjectItem(oracle.get(), key) : nullptr;
 }
 
+// The readers' result codes, as the host sees them.
+constexpr unsigned kAnswerNotJson = 0xD3020100, kTokenError = 0xD3020200,
+                   kTokenNotJson = 0xD3020201, kSettingError = 0xD3020300,
+                   kSettingNotJson = 0xD3020301, kChannelListError = 0xD3020400;
+
 // Marks outputs that a rejected answer must leave as they were.
 constexpr char kUntouched[] = "untouched";
 
@@ -75,13 +80,6 @@ inline Verdict Promise(bool usable, unsigned code, unsigned rejected, bool untou
     return error == 0 || code == 0 || code == error
                ? ""
                : "a usable answer gave code " + std::to_string(code);
-}
-
-// A list reader appends: the first record must still be the one that was there.
-template <typename Record>
-bool AppendsAfter(const std::vector<std::shared_ptr<Record>>& list,
-                  const std::shared_ptr<Record>& first) {
-    return !list.empty() && list.front() == first;
 }
 
 // The number of object elements under `list`: the records a list answer yields.
@@ -277,8 +275,8 @@ inline Verdict ServiceSetting(const uint8_t* data, size_t size) {
     const std::string answer = detail::Answer(data, size);
     std::string guid = detail::kUntouched;
     const unsigned code = CFdrUtilParser::ParseFederateSetting(answer.c_str(), guid);
-    return detail::Promise(detail::Oracle(answer) != nullptr, code, CFdrUtilParser::kSettingNotJson,
-                           guid == detail::kUntouched, CFdrUtilParser::kSettingError);
+    return detail::Promise(detail::Oracle(answer) != nullptr, code, detail::kSettingNotJson,
+                           guid == detail::kUntouched, detail::kSettingError);
 }
 
 // The error triple after a write: only a JSON answer with "autonomy_list" is read.
@@ -287,7 +285,7 @@ inline Verdict ErrorAnswer(const uint8_t* data, size_t size) {
     std::string err_str = detail::kUntouched;
     const unsigned code = CFdrUtilParser::ParseFdrErrorCode(answer.c_str(), err_str);
     return detail::Promise(detail::MemberOf(detail::Oracle(answer), "autonomy_list") != nullptr,
-                           code, CFdrUtilParser::kAnswerNotJson, err_str == detail::kUntouched);
+                           code, detail::kAnswerNotJson, err_str == detail::kUntouched);
 }
 
 // "/fdr/Autonomies": one record per object element of "autonomy_list", appended.
@@ -297,14 +295,13 @@ inline Verdict MemberList(const uint8_t* data, size_t size) {
     const auto first = std::make_shared<Record>();
     std::vector<std::shared_ptr<Record>> list = {first};
     const unsigned code = CFdrUtilParser::ParseAutonomyList(answer.c_str(), list);
-    FDR_FAIL_IF(!detail::AppendsAfter(list, first),
+    FDR_FAIL_IF(list.empty() || list.front() != first,
                 "the records already in the list were not kept");
     const detail::Document oracle = detail::Oracle(answer);
     const cJSON* members = detail::MemberOf(oracle, "autonomy_list");
     FDR_FAIL_IF(members != nullptr && list.size() != 1 + detail::ObjectChildren(members),
                 "not one record per object in the list");
-    return detail::Promise(members != nullptr, code, CFdrUtilParser::kAnswerNotJson,
-                           list.size() == 1);
+    return detail::Promise(members != nullptr, code, detail::kAnswerNotJson, list.size() == 1);
 }
 
 // "/fdr/CmsChannel": the input as the whole answer, and as the "data" text of a one-channel
@@ -315,14 +312,14 @@ inline Verdict ChannelList(const uint8_t* data, size_t size) {
     const auto first = std::make_shared<Channel>();
     std::vector<std::shared_ptr<Channel>> list = {first};
     const unsigned code = CFdrUtilParser::ParseChannelList(answer.c_str(), list);
-    FDR_FAIL_IF(!detail::AppendsAfter(list, first),
+    FDR_FAIL_IF(list.empty() || list.front() != first,
                 "the channels already in the list were not kept");
     const detail::Document oracle = detail::Oracle(answer);
     const cJSON* channels = detail::MemberOf(oracle, "channel_list");
     FDR_FAIL_IF(list.size() > 1 + detail::ObjectChildren(channels),
                 "more channels than objects in the list");
-    const Verdict whole = detail::Promise(channels != nullptr, code,
-                                          CFdrUtilParser::kChannelListError, list.size() == 1);
+    const Verdict whole =
+        detail::Promise(channels != nullptr, code, detail::kChannelListError, list.size() == 1);
     FDR_FAIL_IF(!whole.empty(), whole);
     // Without "err_code", the one channel is read exactly when its "data" is JSON, and the
     // service's "retrieve" is never taken from it.
@@ -330,7 +327,7 @@ inline Verdict ChannelList(const uint8_t* data, size_t size) {
     const unsigned wrapped =
         CFdrUtilParser::ParseChannelList(detail::ChannelListAround(answer).c_str(), one);
     if (oracle == nullptr) {
-        return wrapped == CFdrUtilParser::kChannelListError && one.empty()
+        return wrapped == detail::kChannelListError && one.empty()
                    ? ""
                    : "a channel whose \"data\" is no JSON was read";
     }
@@ -345,9 +342,9 @@ inline Verdict TokenAnswer(const uint8_t* data, size_t size) {
     std::string access = detail::kUntouched;
     std::string refresh = detail::kUntouched;
     const unsigned code = CFdrUtilParser::ParseOauthAuthLoginToken(answer.c_str(), access, refresh);
-    return detail::Promise(detail::Oracle(answer) != nullptr, code, CFdrUtilParser::kTokenNotJson,
+    return detail::Promise(detail::Oracle(answer) != nullptr, code, detail::kTokenNotJson,
                            access == detail::kUntouched && refresh == detail::kUntouched,
-                           CFdrUtilParser::kTokenError);
+                           detail::kTokenError);
 }
 
 // The privilege timestamp, read with jsoncpp as GetFdrPrivilegeTime reads it. Its one documented

@@ -1,12 +1,12 @@
 // Runs one case file (see tests/cases/README.md): starts the local services with nothing but the
 // case's answers, makes the case's calls on one CFederateUtil and compares every section. Exit
 // status 0 when all match; otherwise each differing section is printed expected (-) vs actual (+).
+#include <gtest/gtest.h>
 #include <json/json.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <mutex>
 #include <set>
@@ -14,14 +14,69 @@
 
 #include "FederateUtil/NotifyLocks.h"
 #include "Simulator.h"
-#include "runner/CaseFile.h"
 #include "runner/Operations.h"
 #include "support/LogFiles.h"
 #include "support/TestData.h"
 
 namespace {
 
-using fdrcase::Section;
+struct Section {
+    std::string name;
+    std::map<std::string, std::string> attributes;  // a bare attribute has the value ""
+    std::string text;
+    int line = 0;
+    const std::string& operator[](const char* key) const { return attributes.at(key); }
+};
+
+std::runtime_error Malformed(int line, const std::string& why) {
+    return std::runtime_error("line " + std::to_string(line) + ": " + why);
+}
+
+// `<name a=1 b>` opens a section on a line of its own and `</name>` closes it; the text between
+// is kept byte for byte, without the final line end. `<name>text</name>` is a one-line section.
+// Lines outside sections that start with '#' are comments.
+std::vector<Section> ReadCaseFile(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) {
+        throw std::runtime_error("cannot read " + file);
+    }
+    std::vector<Section> sections;
+    int number = 0;
+    for (std::string line; std::getline(in, line);) {
+        ++number;
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        const size_t close = line.find('>');
+        if (line[0] != '<' || close == std::string::npos) {
+            throw Malformed(number, "expected a section tag: " + line);
+        }
+        Section s;
+        s.line = number;
+        std::istringstream words(line.substr(1, close - 1));
+        words >> s.name;
+        for (std::string word; words >> word;) {
+            const size_t eq = word.find('=');
+            s.attributes[word.substr(0, eq)] = eq == std::string::npos ? "" : word.substr(eq + 1);
+        }
+        const std::string rest = line.substr(close + 1), end = "</" + s.name + ">";
+        bool closed = !rest.empty() && rest.size() >= end.size() &&
+                      rest.compare(rest.size() - end.size(), end.size(), end) == 0;
+        if (closed) {
+            s.text = rest.substr(0, rest.size() - end.size());
+        }
+        for (bool first = true; rest.empty() && !closed && std::getline(in, line); first = false) {
+            ++number;
+            closed = line == end;
+            s.text += closed ? "" : (first ? "" : "\n") + line;
+        }
+        if (!closed) {
+            throw Malformed(s.line, "missing " + end);
+        }
+        sections.push_back(std::move(s));
+    }
+    return sections;
+}
 
 std::string Joined(const std::vector<std::string>& lines) {
     std::string text;
@@ -83,20 +138,19 @@ std::string RequestText(const fdrsim::Exchange& e, const Section& expected) {
         const size_t colon = line.find(": ");
         if (line.empty())
             break;
-        if (colon == std::string::npos)
-            continue;
         for (const auto& [name, value] : e.request_headers) {
-            if (name == line.substr(0, colon))
+            if (colon != std::string::npos && name == line.substr(0, colon))
                 text += "\n" + name + ": " + value;
         }
     }
-    return e.request_body.empty() ? text : text + "\n\n" + e.request_body;
+    return (e.request_body.empty() ? text : text + "\n\n" + e.request_body) + "\n=====\n";
 }
 
 std::string ExpectedRequest(const Section& s) {
     const auto body = s.attributes.find("body-file");
-    return body == s.attributes.end() ? s.text
-                                      : s.text + "\n\n" + fdrtest::ReadTestData(body->second);
+    return (body == s.attributes.end() ? s.text
+                                       : s.text + "\n\n" + fdrtest::ReadTestData(body->second)) +
+           "\n=====\n";
 }
 
 // Which notification locks are held, seen from another thread.
@@ -112,37 +166,8 @@ std::string HeldLocks() {
     return held.empty() ? "none" : held;
 }
 
-std::string LockedCopy(const std::string& text, std::mutex& mutex) {
-    std::lock_guard<std::mutex> guard(mutex);
-    return text;
-}
-
-// Standard output of the calls (the console lines), caught in a file.
-class Console {
-  public:
-    Console() : file_(std::tmpfile()), saved_(dup(STDOUT_FILENO)) {
-        std::fflush(stdout);
-        dup2(fileno(file_), STDOUT_FILENO);
-    }
-    std::string Text() {
-        std::fflush(stdout);
-        dup2(saved_, STDOUT_FILENO);
-        close(saved_);
-        std::string text;
-        std::rewind(file_);
-        for (int c; (c = std::fgetc(file_)) != EOF;)
-            text += static_cast<char>(c);
-        std::fclose(file_);
-        return text;
-    }
-
-  private:
-    FILE* file_;
-    int saved_;
-};
-
 int Run(const std::string& file) {
-    const auto sections = fdrcase::ReadCaseFile(file);
+    const auto sections = ReadCaseFile(file);
     fdrsim::SimulatorOptions options;
     options.recorder_only = true;
     fdrsim::Simulator services(std::move(options));
@@ -162,23 +187,22 @@ int Run(const std::string& file) {
                                          "center-log", "debug-log", "aggregator-log", "locks-held"};
     for (const auto& s : sections) {
         if (!known.count(s.name)) {  // a misspelt expectation would otherwise pass unseen
-            throw std::runtime_error("line " + std::to_string(s.line) + ": no section " + s.name);
+            throw Malformed(s.line, "no section " + s.name);
         }
         if (s.name == "call") {
             calls = Split(s.text);
             util.SetDebugSwitchForTesting(s.attributes.count("debug") != 0);
         } else if (s.name == "arg") {
-            data.args[s.attributes.at("name")].push_back(s.text);
+            data.args[s["name"]].push_back(s.text);
         } else if (s.name == "output" && s.attributes.count("before")) {
-            data.outputs[s.attributes.at("name")] = s.attributes.at("before");
+            data.outputs[s["name"]] = s["before"];
         } else if (s.name == "answer") {
-            answers[s.attributes.at("port") + " " + s.attributes.at("method") + " " +
-                    s.attributes.at("path")]
-                .push_back({std::stoi(s.attributes.at("status")), s.text});
+            answers[s["port"] + " " + s["method"] + " " + s["path"]].push_back(
+                {std::stoi(s["status"]), s.text});
         } else if (s.name == "fault") {
             fdrsim::Fault fault;
-            fault.mode = *fdrsim::FaultModeNamed(s.attributes.at("mode"));
-            services.SetFault(ServiceOn(s.attributes.at("port")), fault);
+            fault.mode = *fdrsim::FaultModeNamed(s["mode"]);
+            services.SetFault(ServiceOn(s["port"]), fault);
         }
     }
     // Answers to one method and path are given in turn; the last one repeats.
@@ -198,7 +222,7 @@ int Run(const std::string& file) {
     auto debug = fdrtest::WatchCenterDebugLog();
     auto aggregator = fdrtest::WatchAggregatorLog();
     std::vector<std::string> results;
-    Console console;
+    testing::internal::CaptureStdout();  // the console lines
     for (const auto& name : calls) {
         data.call = results.size();
         try {
@@ -207,14 +231,16 @@ int Run(const std::string& file) {
             results.push_back("throws Json::LogicError");
         }
     }
-    std::map<std::string, std::string> actual = {{"console", console.Text()},
-                                                 {"result", Joined(results)},
-                                                 {"locks-held", LockedCopy(held, held_mutex)},
-                                                 {"locks-after", HeldLocks()},
-                                                 {"center-log", Joined(center.NewLines())},
-                                                 {"debug-log", Joined(debug.NewLines())},
-                                                 {"aggregator-log", Joined(aggregator.NewLines())}};
+    std::map<std::string, std::string> actual = {
+        {"console", testing::internal::GetCapturedStdout()},
+        {"result", Joined(results)},
+        {"locks-after", HeldLocks()},
+        {"center-log", Joined(center.NewLines())},
+        {"debug-log", Joined(debug.NewLines())},
+        {"aggregator-log", Joined(aggregator.NewLines())}};
     services.Stop();
+    std::lock_guard<std::mutex> guard(held_mutex);
+    actual["locks-held"] = held;
     const auto exchanges = services.Exchanges().List();
     std::map<std::string, std::string> expected = {{"console", ""},         {"locks-held", "none"},
                                                    {"locks-after", "none"}, {"center-log", ""},
@@ -224,13 +250,11 @@ int Run(const std::string& file) {
     bool same = true;
     for (const auto& s : sections) {
         if (s.name == "request") {
-            expected_requests += ExpectedRequest(s) + "\n=====\n";
-            actual_requests +=
-                request < exchanges.size() ? RequestText(exchanges[request], s) + "\n=====\n" : "";
+            expected_requests += ExpectedRequest(s);
+            actual_requests += request < exchanges.size() ? RequestText(exchanges[request], s) : "";
             ++request;
         } else if (s.name == "output") {
-            same &= Compare("output " + s.attributes.at("name"), s.text,
-                            data.outputs[s.attributes.at("name")]);
+            same &= Compare("output " + s["name"], s.text, data.outputs[s["name"]]);
         } else if (s.name == "console") {  // whole lines, each ending in a line end
             expected[s.name] = s.text + "\n";
         } else if (actual.count(s.name)) {
@@ -238,7 +262,7 @@ int Run(const std::string& file) {
         }
     }
     for (size_t i = request; i < exchanges.size(); ++i) {
-        actual_requests += RequestText(exchanges[i], Section{}) + "\n=====\n";
+        actual_requests += RequestText(exchanges[i], Section{});
     }
     same &= Compare("requests", expected_requests, actual_requests);
     for (const auto& [name, text] : actual) {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <sstream>
 #include <stdexcept>
+#include <type_traits>
+#include <variant>
 
 #include "json/CFdrUtilParser.h"
 #include "json/ChannelJsonFormatter.h"
@@ -15,53 +17,30 @@ namespace {
 
 using AutonomyRecord = DravoAgentData::AutonomyList::AutonomyListObj;
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
+using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
 
-template <typename T>
-using Members = std::vector<std::pair<const char*, T AutonomyRecord::*>>;
 using R = AutonomyRecord;
+using Member = std::variant<std::string R::*, bool R::*, int32_t R::*, int64_t R::*, uint64_t R::*>;
+#define MEMBER(name) \
+    { #name, &R::name }
 
 // The host record's members by name: what the services' reader never fills is given this way,
 // and what a load read back is shown this way.
-const Members<std::string> kTexts = {{"server_mode", &R::server_mode},
-                                     {"address", &R::address},
-                                     {"username", &R::username},
-                                     {"password", &R::password},
-                                     {"autonomy_lid", &R::autonomy_lid},
-                                     {"autonomy_lname", &R::autonomy_lname},
-                                     {"add_time", &R::add_time},
-                                     {"host_text1", &R::host_text1},
-                                     {"firmware", &R::firmware},
-                                     {"firmware_date", &R::firmware_date},
-                                     {"autonomy_id", &R::autonomy_id},
-                                     {"mac", &R::mac},
-                                     {"sid", &R::sid},
-                                     {"token", &R::token},
-                                     {"machine_internal_model", &R::machine_internal_model},
-                                     {"machine_model", &R::machine_model},
-                                     {"machine_name", &R::machine_name},
-                                     {"machine_version", &R::machine_version},
-                                     {"auth_data", &R::auth_data},
-                                     {"cms_server_required_lower", &R::cms_server_required_lower},
-                                     {"cms_server_required_upper", &R::cms_server_required_upper},
-                                     {"pc_client_required_lower", &R::pc_client_required_lower},
-                                     {"pc_client_required_upper", &R::pc_client_required_upper},
-                                     {"host_text2", &R::host_text2},
-                                     {"host_text3", &R::host_text3},
-                                     {"thirdparty_support_list", &R::thirdparty_support_list},
-                                     {"sys_health", &R::sys_health}};
-const Members<bool> kFlags = {{"is_admin", &R::is_admin},
-                              {"host_flag1", &R::host_flag1},
-                              {"host_flag2", &R::host_flag2},
-                              {"host_flag3", &R::host_flag3},
-                              {"host_flag4", &R::host_flag4},
-                              {"is_support_enable_app", &R::is_support_enable_app},
-                              {"is_support_update_fw", &R::is_support_update_fw},
-                              {"is_support_add_server", &R::is_support_add_server},
-                              {"is_zep", &R::is_zep},
-                              {"centralized_by_another", &R::centralized_by_another}};
-const Members<int32_t> kInts = {
-    {"group_id", &R::group_id}, {"ch_num", &R::ch_num}, {"retrieve", &R::retrieve}};
-const Members<int64_t> kWide = {{"host_value1", &R::host_value1}, {"host_value2", &R::host_value2}};
+// clang-format off
+const std::pair<const char*, Member> kMembers[] = {
+    MEMBER(server_mode), MEMBER(address), MEMBER(username), MEMBER(password), MEMBER(autonomy_lid),
+    MEMBER(autonomy_lname), MEMBER(add_time), MEMBER(host_text1), MEMBER(firmware),
+    MEMBER(firmware_date), MEMBER(autonomy_id), MEMBER(mac), MEMBER(sid), MEMBER(token),
+    MEMBER(machine_internal_model), MEMBER(machine_model), MEMBER(machine_name),
+    MEMBER(machine_version), MEMBER(auth_data), MEMBER(cms_server_required_lower),
+    MEMBER(cms_server_required_upper), MEMBER(pc_client_required_lower),
+    MEMBER(pc_client_required_upper), MEMBER(host_text2), MEMBER(host_text3),
+    MEMBER(thirdparty_support_list), MEMBER(sys_health), MEMBER(is_admin), MEMBER(host_flag1),
+    MEMBER(host_flag2), MEMBER(host_flag3), MEMBER(host_flag4), MEMBER(is_support_enable_app),
+    MEMBER(is_support_update_fw), MEMBER(is_support_add_server), MEMBER(is_zep),
+    MEMBER(centralized_by_another), MEMBER(group_id), MEMBER(ch_num), MEMBER(retrieve),
+    MEMBER(host_value1), MEMBER(host_value2), MEMBER(health_status)};
+// clang-format on
 
 Json::Value JsonFrom(const std::string& text) {
     Json::Value root;
@@ -76,25 +55,25 @@ std::string Compact(const Json::Value& value) {
     return Json::writeString(compact, value);
 }
 
-// Each record by member name, `null` for a missing record.
+// Each record by member name: `null` for a missing record, a number N for the very record given
+// at N (the failover body tells records apart by identity).
 std::vector<std::shared_ptr<R>> RecordsByMember(const Json::Value& list) {
     std::vector<std::shared_ptr<R>> records;
     for (const auto& from : list) {
-        auto r = from.isNull() ? nullptr : std::make_shared<R>();
-        for (const auto& [key, member] : kTexts)
-            if (r && from.isMember(key))
-                (*r).*member = from[key].asString();
-        for (const auto& [key, member] : kFlags)
-            if (r && from.isMember(key))
-                (*r).*member = from[key].asBool();
-        for (const auto& [key, member] : kInts)
-            if (r && from.isMember(key))
-                (*r).*member = from[key].asInt();
-        for (const auto& [key, member] : kWide)
-            if (r && from.isMember(key))
-                (*r).*member = from[key].asInt64();
-        if (r && from.isMember("health_status"))
-            r->health_status = from["health_status"].asUInt64();
+        if (from.isNull() || from.isIntegral()) {
+            records.push_back(from.isNull() ? nullptr : records.at(from.asUInt()));
+            continue;
+        }
+        auto r = std::make_shared<R>();
+        for (const auto& [key, member] : kMembers) {
+            std::visit(
+                [&, key = key](auto m) {
+                    using T = std::decay_t<decltype((*r).*m)>;
+                    if (from.isMember(key))
+                        (*r).*m = from[key].template as<T>();
+                },
+                member);
+        }
         records.push_back(r);
     }
     return records;
@@ -104,20 +83,14 @@ std::vector<std::shared_ptr<R>> RecordsByMember(const Json::Value& list) {
 std::string MembersOf(const R& r) {
     const R fresh;
     Json::Value out(Json::objectValue);
-    for (const auto& [key, member] : kTexts)
-        if (r.*member != fresh.*member)
-            out[key] = r.*member;
-    for (const auto& [key, member] : kFlags)
-        if (r.*member != fresh.*member)
-            out[key] = r.*member;
-    for (const auto& [key, member] : kInts)
-        if (r.*member != fresh.*member)
-            out[key] = r.*member;
-    for (const auto& [key, member] : kWide)
-        if (r.*member != fresh.*member)
-            out[key] = Json::Int64(r.*member);
-    if (r.health_status != 0)
-        out["health_status"] = Json::UInt64(r.health_status);
+    for (const auto& [key, member] : kMembers) {
+        std::visit(
+            [&, key = key](auto m) {
+                if (r.*m != fresh.*m)
+                    out[key] = r.*m;
+            },
+            member);
+    }
     return Compact(out);
 }
 
@@ -154,6 +127,26 @@ ChannelObjList ChannelsFrom(const std::string& json) {
     return channels;
 }
 
+// `[{"channel_guid":..., "channel_index":..., "living_status":[[connection, bitrate, fps, idx]],
+// "recorded_statistic":[alarm days, alarm size, normal days, normal size]}]`.
+ChannelStatusObjList StatusesFrom(const std::string& json) {
+    ChannelStatusObjList statuses;
+    for (const auto& from : JsonFrom(json)) {
+        auto s = std::make_shared<ChannelStatusObj>();
+        s->channel_guid = from["channel_guid"].asString();
+        s->channel_index = from["channel_index"].asInt();
+        const Json::Value& r = from["recorded_statistic"];
+        s->recorded_statistic = {r[0].asInt(), r[1].asInt(), r[2].asInt(), r[3].asInt()};
+        for (const auto& l : from["living_status"]) {
+            s->living_status.push_back(std::make_shared<ChannelStatusObj::LivingStatusObj>(
+                ChannelStatusObj::LivingStatusObj{l[0].asInt(), l[1].asDouble(), l[2].asDouble(),
+                                                  l[3].asInt()}));
+        }
+        statuses.push_back(s);
+    }
+    return statuses;
+}
+
 // A notification of the host's autonomy records.
 Operation ListNotice(int (CFederateUtil::*notify)(DravoAgentData::AutonomyList&)) {
     return [notify](CFederateUtil& u, CallData& d) {
@@ -167,6 +160,16 @@ Operation TextNotice(int (CFederateUtil::*notify)(std::string&), const char* arg
     return [notify, arg](CFederateUtil& u, CallData& d) {
         std::string text = d.Arg(arg);
         return (u.*notify)(text);
+    };
+}
+
+// A token request: the access token given and taken back, and the refresh token it stores.
+Operation TokenCall(int (CFederateUtil::*call)(std::string&, std::string&, std::string&)) {
+    return [call](CFederateUtil& u, CallData& d) {
+        std::string id = d.Arg("client_id"), secret = d.Arg("client_secret");
+        const int result = (u.*call)(id, secret, d.outputs["access_token"]);
+        d.outputs["refresh_token"] = u.StoredRefreshTokenForTesting();
+        return result;
     };
 }
 
@@ -215,22 +218,8 @@ void AddChannelTexts(const ChannelObjList& channels, std::string& texts) {
 
 const std::map<std::string, Operation>& Table() {
     static const std::map<std::string, Operation> table = {
-        {"AuthGetToken",
-         [](CFederateUtil& u, CallData& d) {
-             std::string id = d.Arg("client_id"), secret = d.Arg("client_secret");
-             std::string& token = d.outputs["access_token"];
-             const int result = u.AuthGetToken(id, secret, token);
-             d.outputs["refresh_token"] = u.StoredRefreshTokenForTesting();
-             return result;
-         }},
-        {"AuthRefreshToken",
-         [](CFederateUtil& u, CallData& d) {
-             std::string id = d.Arg("client_id"), secret = d.Arg("client_secret");
-             std::string& token = d.outputs["access_token"];
-             const int result = u.AuthRefreshToken(id, secret, token);
-             d.outputs["refresh_token"] = u.StoredRefreshTokenForTesting();
-             return result;
-         }},
+        {"AuthGetToken", TokenCall(&CFederateUtil::AuthGetToken)},
+        {"AuthRefreshToken", TokenCall(&CFederateUtil::AuthRefreshToken)},
         {"ChangeAutonomyMode",
          [](CFederateUtil& u, CallData& d) { return u.ChangeAutonomyMode(d.Arg("body")); }},
         {"SaveFailOverInfo",
@@ -273,6 +262,19 @@ const std::map<std::string, Operation>& Table() {
          [](CFederateUtil& u, CallData& d) {
              auto channels = ChannelsFrom(d.Arg("channels"));
              return u.NotifyArbitratorCameraListChange(d.Arg("lid"), channels);
+         }},
+        {"NotifyArbitratorCameraStatusChange",
+         [](CFederateUtil& u, CallData& d) {
+             auto statuses = StatusesFrom(d.Arg("statuses"));
+             return u.NotifyArbitratorCameraStatusChange(d.Arg("lid"), statuses);
+         }},
+        {"FormatFailOverBody",
+         [](CFederateUtil& u, CallData& d) {
+             auto list = AutonomiesFrom(d, "list");
+             std::string body = d.Arg("body", "");
+             const int result = u.FormatFailOverBody(list, body);
+             d.outputs["bodies"] += (d.call == 0 ? "" : "\n") + body;  // every call's body
+             return result;
          }},
         {"NotifyArbitratorCameraListRefresh",
          [](CFederateUtil& u, CallData& d) {

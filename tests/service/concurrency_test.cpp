@@ -12,7 +12,7 @@
 
 #include "FederateUtil/CFederateUtil.h"
 #include "Simulator.h"
-#include "support/Recorder.h"
+#include "support/LocalServices.h"
 
 namespace {
 

@@ -10,29 +10,23 @@
 #include <thread>
 
 #include "support/Descriptors.h"
+#include "support/LocalServices.h"
 #include "support/LogFiles.h"
-#include "support/ReadingOperations.h"
-#include "support/Recorder.h"
 #include "support/Timing.h"
 
 namespace {
 
-using fdrsim::FaultMode;
-
-using fdrtest::kReaders;
 using fdrtest::Outcome;
 using fdrtest::Reader;
-using fdrtest::RunReader;
 
 class FaultInjection : public testing::Test {
   protected:
-    void SetUp() override { services_ = fdrtest::StartRecorder(); }
-    void Inject(const Reader& reader, fdrsim::Fault fault) {
+    void Inject(const Reader& reader, const fdrsim::Fault& fault) {
         services_->ClearFaults();
         services_->Exchanges().Clear();
         services_->SetFault(fdrsim::FindService(std::to_string(reader.port))->id, fault);
     }
-    std::unique_ptr<fdrsim::Simulator> services_;
+    std::unique_ptr<fdrsim::Simulator> services_ = fdrtest::StartRecorder();
 };
 
 constexpr size_t kHugeSize = 100u << 20;
@@ -40,13 +34,13 @@ constexpr size_t kHugeSize = 100u << 20;
 // 1000 levels are read, 1001 rejected; an answer of 100 MB is read whole (or, on a machine too
 // slow to take it in within the time-out, ends as a failed request does).
 TEST_F(FaultInjection, DeepAndHugeAnswersAtTheReadersLimits) {
-    for (const Reader& reader : kReaders) {
+    for (const Reader& reader : fdrtest::kReaders) {
         const std::string good = reader.good;
         const std::string head = good.substr(0, good.rfind('}')) + ",\"padding\":\"";
         for (const int depth : {1000, 1001, 0}) {
             SCOPED_TRACE(std::string(reader.operation) + " depth " + std::to_string(depth));
             fdrsim::Fault fault;
-            fault.mode = depth != 0 ? FaultMode::DeepNesting : FaultMode::Huge;
+            fault.mode = depth != 0 ? fdrsim::FaultMode::DeepNesting : fdrsim::FaultMode::Huge;
             fault.body = good;
             fault.depth = depth;
             fault.head = head;
@@ -55,7 +49,7 @@ TEST_F(FaultInjection, DeepAndHugeAnswersAtTheReadersLimits) {
             fault.tail = "\"}";
             Inject(reader, fault);
             testing::internal::CaptureStdout();
-            const Outcome outcome = RunReader(reader);
+            const Outcome outcome = fdrtest::RunReader(reader);
             testing::internal::GetCapturedStdout();
             Outcome expected = depth == 1001 ? reader.rejected : reader.read;
             const auto sent = services_->Exchanges().List();
@@ -78,29 +72,27 @@ TEST_F(FaultInjection, DeepAndHugeAnswersAtTheReadersLimits) {
 
 // Each call ends as the first (whose outcome the case files pin). A descriptor lost now and then
 // shows over many calls; a sanitizer, many times slower, checks the same paths in fewer.
-constexpr int kRepeatedReads = fdrtest::kSanitizerBuild ? 100 : 1000;
-
 TEST_F(FaultInjection, AThousandFailedReadsLeaveNoDescriptorOpen) {
-    for (const Reader& reader : kReaders) {
+    const int repeats = fdrtest::kSanitizerBuild ? 100 : 1000;
+    for (const Reader& reader : fdrtest::kReaders) {
         for (const char* mode : {"refuse", "reset-early", "invalid-http", "404", "500"}) {
             SCOPED_TRACE(std::string(reader.operation) + ", " + mode);
             fdrsim::Fault fault;
             fault.mode = *fdrsim::FaultModeNamed(mode);
             Inject(reader, fault);
             testing::internal::CaptureStdout();
-            const Outcome first = RunReader(reader);  // opens what is opened once per process
+            const Outcome first = fdrtest::RunReader(reader);  // opens what is opened once
+            // The server's side of each exchange is in this process too.
             services_->WaitUntilIdle(fdrtest::kEventuallyLimit);
             const size_t before = fdrtest::OpenDescriptors();
             int differing = 0;
-            for (int i = 0; i < kRepeatedReads; ++i) {
-                differing += RunReader(reader) == first ? 0 : 1;
+            for (int i = 0; i < repeats; ++i) {
+                differing += fdrtest::RunReader(reader) == first ? 0 : 1;
             }
-            // The server's side of each exchange is in this process too.
             services_->WaitUntilIdle(fdrtest::kEventuallyLimit);
-            const size_t after = fdrtest::OpenDescriptors();
+            EXPECT_EQ(fdrtest::OpenDescriptors(), before);
             testing::internal::GetCapturedStdout();
             EXPECT_EQ(differing, 0);
-            EXPECT_EQ(after, before);
         }
     }
 }
@@ -109,12 +101,12 @@ TEST_F(FaultInjection, AThousandFailedReadsLeaveNoDescriptorOpen) {
 // the time-out (the detail says which ended it, whatever the machine's speed).
 TEST_F(FaultInjection, AServiceDyingMidRequestEndsTheWaitAtOnce) {
     fdrsim::Fault stall;
-    stall.mode = FaultMode::Stall;
-    Inject(kReaders[0], stall);
+    stall.mode = fdrsim::FaultMode::Stall;
+    Inject(fdrtest::kReaders[0], stall);
     Outcome outcome{};
     int detail = 0;
     testing::internal::CaptureStdout();
-    std::thread waiting([&] { outcome = RunReader(kReaders[0], &detail); });
+    std::thread waiting([&] { outcome = fdrtest::RunReader(fdrtest::kReaders[0], &detail); });
     const bool arrived = services_->Exchanges().WaitFor({}, fdrtest::kEventuallyLimit).has_value();
     services_->Stop();
     waiting.join();

@@ -12,7 +12,7 @@
 
 #include "federateutil/DravoAgentData.h"
 #include "federateutil/FederateBoxType.h"
-#include "support/Recorder.h"
+#include "support/LocalServices.h"
 
 extern "C" void* CreateFederateUtilInstance();
 
@@ -84,147 +84,118 @@ using old_host::Statuses;
 // type check of virtual calls would stop every call, so it is switched off where they are made.
 #define HOST_CALL __attribute__((no_sanitize("vptr")))
 
-class HostSlotTable : public testing::Test {
-  protected:
-    void SetUp() override {
-        [this]() HOST_CALL {
-            auto* base = static_cast<HostBaseTable*>(CreateFederateUtilInstance());
-            void* view = nullptr;
-            ASSERT_EQ(base->QueryInterface(FederateBoxType::CentralizedServerID, &view), 1);
-            table = static_cast<HostFederationTable*>(view);
-        }();
-        ASSERT_NE(table, nullptr);
-    }
-    const std::unique_ptr<fdrsim::Simulator> recorder = fdrtest::StartRecorder();
-    fdrsim::Simulator& services = *recorder;
+TEST(HostSlotTable, EverySlotReachesItsOwnOperation) {
+    const auto services = fdrtest::StartRecorder();
     HostFederationTable* table = nullptr;
-};
-
-using T = HostFederationTable;
-
-// Lvalues for the slots' reference parameters: `a.lid = "L3"` is a std::string& holding "L3",
-// `a.Member("L1")` a member list of one record whose lid is "L1".
-struct Args {
+    [&table]() HOST_CALL {
+        auto* base = static_cast<HostBaseTable*>(CreateFederateUtilInstance());
+        void* view = nullptr;
+        EXPECT_EQ(base->QueryInterface(FederateBoxType::CentralizedServerID, &view), 1);
+        table = static_cast<HostFederationTable*>(view);
+    }();
+    ASSERT_NE(table, nullptr);
+    // Lvalues for the slots' reference parameters: `lid = "L3"` is a std::string& holding "L3",
+    // `Member("L1")` a member list of one record whose lid is "L1".
     std::string lid, x, y, out = "old";
     D::AutonomyList members;
     Channels channels;
     Statuses status;
     D::DravoServerInfo info;
-
-    D::AutonomyList& Member(const char* member_lid) {
+    const auto Member = [&members](const char* member_lid) -> D::AutonomyList& {
         members.autonomy_list = {std::make_shared<D::AutonomyList::AutonomyListObj>()};
         members.autonomy_list[0]->autonomy_lid = member_lid;
         return members;
-    }
-};
-
-TEST_F(HostSlotTable, EveryRequestSlotReachesItsOwnOperation) {
+    };
+    using T = HostFederationTable;
     const struct {
         int slot;
-        std::function<void(T&, Args&)> call;  // arguments that only this slot's request carries
-        const char* request;                  // port, method, path and raw query
-        const char* body;                     // a part of the body that shows those arguments
+        std::function<void(T&)> call;  // arguments that only this slot's request carries
+        const char* request;  // port, method, path and raw query; empty for the formatting slots
+        const char* text;     // a part of the body that shows those arguments, or the whole output
     } cases[] = {
         // clang-format off
-        {1, [](T& t, Args& a) HOST_CALL { t.NotifyLogAddAutonomy(a.Member("L1")); },
+        {1, [&](T& t) HOST_CALL { t.NotifyLogAddAutonomy(Member("L1")); },
          "10250 POST /logs/autonomyList", "\"autonomy_lid\":\"L1\""},
-        {2, [](T& t, Args& a) HOST_CALL { t.NotifyLogUpdateAutonomy(a.Member("L2")); },
+        {2, [&](T& t) HOST_CALL { t.NotifyLogUpdateAutonomy(Member("L2")); },
          "10250 POST /logs/updateList", "\"autonomy_lid\":\"L2\""},
-        {3, [](T& t, Args& a) HOST_CALL { t.NotifyLogRemoveAutonomy(a.lid = "L3"); },
+        {3, [&](T& t) HOST_CALL { t.NotifyLogRemoveAutonomy(lid = "L3"); },
          "10250 POST /logs/deleteList", "{\"autonomy_list\":[\"L3\"]}"},
-        {4, [](T& t, Args& a) HOST_CALL { t.NotifyLogTokenChange(a.x = "token 4"); },
+        {4, [&](T& t) HOST_CALL { t.NotifyLogTokenChange(x = "token 4"); },
          "10250 PUT /logs/reload_autonomy", "token 4"},
-        {5, [](T& t, Args& a) HOST_CALL { t.AuthGetToken(a.x = "id5", a.y = "s5", a.out); },
+        {5, [&](T& t) HOST_CALL { t.AuthGetToken(x = "id5", y = "s5", out); },
          "10229 POST /token", "grant_type=client_credentials&client_id=id5&client_secret=s5&"},
-        {6, [](T& t, Args& a) HOST_CALL { t.AuthRefreshToken(a.x = "id6", a.y = "s6", a.out); },
+        {6, [&](T& t) HOST_CALL { t.AuthRefreshToken(x = "id6", y = "s6", out); },
          "10229 POST /token", "grant_type=refresh_token&client_id=id6&client_secret=s6&"},
-        {7, [](T& t, Args& a) HOST_CALL { t.LoadFdrFederateSetting(a.out); },
+        {7, [&](T& t) HOST_CALL { t.LoadFdrFederateSetting(out); },
          "10240 GET /fdr/Service?type=1", ""},
-        {8, [](T& t, Args& a) HOST_CALL { t.LoadFdrChannelSetting("L8", a.channels); },
+        {8, [&](T& t) HOST_CALL { t.LoadFdrChannelSetting("L8", channels); },
          "10241 GET /fdr/CmsChannel?autonomy_lid=L8", ""},
-        {9, [](T& t, Args& a) HOST_CALL { t.LoadFdrAutonomyListSetting(a.members); },
+        {9, [&](T& t) HOST_CALL { t.LoadFdrAutonomyListSetting(members); },
          "10240 GET /fdr/Autonomies", ""},
-        {10, [](T& t, Args& a) HOST_CALL {
-             t.SaveFdrAllChannelsSetting(a.Member("L10"), a.channels); },
+        {10, [&](T& t) HOST_CALL { t.SaveFdrAllChannelsSetting(Member("L10"), channels); },
          "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L10\",\"mode\":\"replace\""},
-        {11, [](T& t, Args& a) HOST_CALL { t.AddFdrChannelSetting(a.lid = "L11", a.channels); },
+        {11, [&](T& t) HOST_CALL { t.AddFdrChannelSetting(lid = "L11", channels); },
          "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L11\",\"mode\":\"add\""},
-        {12, [](T& t, Args& a) HOST_CALL { t.RefreshFdrChannelSetting(a.lid = "L12", a.channels); },
+        {12, [&](T& t) HOST_CALL { t.RefreshFdrChannelSetting(lid = "L12", channels); },
          "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L12\",\"mode\":\"replace\""},
-        {13, [](T& t, Args& a) HOST_CALL { t.UpdateFdrChannelSetting(a.lid = "L13", a.channels); },
+        {13, [&](T& t) HOST_CALL { t.UpdateFdrChannelSetting(lid = "L13", channels); },
          "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L13\",\"mode\":\"update\""},
-        {14, [](T& t, Args& a) HOST_CALL { t.RemoveFdrChannelSetting(a.lid = "L14", a.channels); },
+        {14, [&](T& t) HOST_CALL { t.RemoveFdrChannelSetting(lid = "L14", channels); },
          "10240 PUT /fdr/CmsChannel", "\"autonomy_lid\":\"L14\",\"mode\":\"remove\""},
-        {15, [](T& t, Args& a) HOST_CALL { t.GetFdrPrivilegeByUser(a.x = "user15", a.y, a.out); },
+        {15, [&](T& t) HOST_CALL { t.GetFdrPrivilegeByUser(x = "user15", y, out); },
          "10240 POST /fdr/CmsAccessPrivilegeReport?operator=admin", "[\"user15\"]"},
-        {16, [](T& t, Args& a) HOST_CALL { t.GetFdrPrivilegeTime(a.out); },
+        {16, [&](T& t) HOST_CALL { t.GetFdrPrivilegeTime(out); },
          "10241 GET /fdr/Config?key=priv_last_ts&section=fdrsystem", ""},
-        {17, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorAutonomyChange(a.Member("L17")); },
+        {17, [&](T& t) HOST_CALL { t.NotifyArbitratorAutonomyChange(Member("L17")); },
          "10228 PUT /autonomy_changed", "\"autonomy_lid\":\"L17\""},
-        {18, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorRemoveAutonomy(a.lid = "L18"); },
+        {18, [&](T& t) HOST_CALL { t.NotifyArbitratorRemoveAutonomy(lid = "L18"); },
          "10228 PUT /autonomy_changed", "[{\"autonomy_lid\":\"L18\",\"retrieve\":1}]"},
-        {19, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorCameraStatusChange("L19", a.status); },
+        {19, [&](T& t) HOST_CALL { t.NotifyArbitratorCameraStatusChange("L19", status); },
          "10228 PUT /channel_status_changed", "\"autonomy_lid\":\"L19\""},
-        {20, [](T& t, Args& a) HOST_CALL { t.NotifyArbitratorCameraListChange("L20", a.channels); },
+        {20, [&](T& t) HOST_CALL { t.NotifyArbitratorCameraListChange("L20", channels); },
          "10228 PUT /channel_info_changed", "\"autonomy_lid\":\"L20\""},
-        {21, [](T& t, Args&) HOST_CALL { t.NotifyArbitratorCameraListRefresh("L21"); },
+        {21, [&](T& t) HOST_CALL { t.NotifyArbitratorCameraListRefresh("L21"); },
          "10228 PUT /channel_info_refresh", "{\"autonomy_lid\":\"L21\"}"},
-        {22, [](T& t, Args&) HOST_CALL {
+        {22, [&](T& t) HOST_CALL {
              t.NotifyArbitratorAutoModeChange({"L22", "n", "u", "p22", "a", 22}, "m22"); },
          "10227 PUT /apply_autonomies",
          "{\"autonomy_list\":[{\"lid\":\"L22\",\"lname\":\"n\",\"username\":\"u\",\"password\":"
          "\"cDIy\",\"server_mode\":\"m22\",\"address\":\"a\",\"group\":22}]}"},
-        {23, [](T& t, Args&) HOST_CALL { t.NotifyDravoData("L23", "{\"k\":23}"); },
+        {23, [&](T& t) HOST_CALL { t.NotifyDravoData("L23", "{\"k\":23}"); },
          "10223 PUT /dravoService/notify", "\"autonomy_lid\":\t\"L23\""},
-        {24, [](T& t, Args&) HOST_CALL { t.NotifyArbitratorRefreshReady(); },
+        {24, [&](T& t) HOST_CALL { t.NotifyArbitratorRefreshReady(); },
          "10228 PUT /autonomy_refresh_ready", ""},
-        {25, [](T& t, Args& a) HOST_CALL { t.NotifyDravoServerAutonomyChange(a.Member("L25")); },
+        {25, [&](T& t) HOST_CALL { t.NotifyDravoServerAutonomyChange(Member("L25")); },
          "10223 PUT /dravoService/notify", "\"autonomy_lid\":\"L25\""},
-        {26, [](T& t, Args&) HOST_CALL { t.ChangeAutonomyMode("mode 26"); },
+        {26, [&](T& t) HOST_CALL { t.ChangeAutonomyMode("mode 26"); },
          "10235 PUT /aggreatorService/system_info", "mode 26"},
-        {28, [](T& t, Args&) HOST_CALL { t.SaveFailOverInfo("failover 28"); },
-         "10240 PUT /cgi-bin/zelprocms/apis/fdr_cluster.cgi?action=failover_info",
-         "failover 28"},
-        // clang-format on
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE("slot " + std::to_string(c.slot));
-        services.Exchanges().Clear();
-        Args args;
-        c.call(*table, args);
-        const auto requests = services.Exchanges().List();
-        ASSERT_EQ(requests.size(), 1u);
-        EXPECT_EQ(
-            std::to_string(requests[0].port) + " " + requests[0].method + " " + requests[0].target,
-            c.request);
-        EXPECT_NE(requests[0].request_body.find(c.body), std::string::npos)
-            << requests[0].request_body;
-    }
-}
-
-TEST_F(HostSlotTable, EveryFormattingSlotReachesItsOwnOperation) {
-    const struct {
-        int slot;
-        std::function<std::string(T&, Args&)> call;
-        const char* output;
-    } cases[] = {
-        // clang-format off
-        {27, [](T& t, Args& a) HOST_CALL {
-             t.FormatFailOverBody(a.Member("L27"), a.out); return a.out; },
+        {27, [&](T& t) HOST_CALL { t.FormatFailOverBody(Member("L27"), out); }, "",
          "{\"autonomy_list\":[{\"autonomy_lid\":\"L27\",\"version\":\"\",\"version_date\":\"\","
          "\"mac\":\"\",\"machine_model\":\"\"}]}"},
-        {29, [](T& t, Args& a) HOST_CALL { return t.FormatFisyeyeSupportFile(a.info); },
+        {28, [&](T& t) HOST_CALL { t.SaveFailOverInfo("failover 28"); },
+         "10240 PUT /cgi-bin/zelprocms/apis/fdr_cluster.cgi?action=failover_info",
+         "failover 28"},
+        {29, [&](T& t) HOST_CALL { out = t.FormatFisyeyeSupportFile(info); }, "",
          "{\"FishEyeParameterTable\":[]}"},
-        {30, [](T& t, Args& a) HOST_CALL { return t.FormatProjectionSupportFile(a.info); },
+        {30, [&](T& t) HOST_CALL { out = t.FormatProjectionSupportFile(info); }, "",
          "{\"ProjectionTable\":[]}"},
         // clang-format on
     };
     for (const auto& c : cases) {
         SCOPED_TRACE("slot " + std::to_string(c.slot));
-        Args args;
-        EXPECT_EQ(c.call(*table, args), c.output);
+        services->Exchanges().Clear();
+        c.call(*table);
+        const auto requests = services->Exchanges().List();
+        if (*c.request == '\0') {  // a formatting slot: its text in `out`, and nothing sent
+            EXPECT_EQ(out, c.text);
+            EXPECT_TRUE(requests.empty());
+            continue;
+        }
+        ASSERT_EQ(requests.size(), 1u);
+        const auto& r = requests[0];
+        EXPECT_EQ(std::to_string(r.port) + " " + r.method + " " + r.target, c.request);
+        EXPECT_NE(r.request_body.find(c.text), std::string::npos) << r.request_body;
     }
-    EXPECT_EQ(services.Exchanges().Count(), 0u);
 }
 
 }  // namespace

@@ -15,9 +15,8 @@
 #include "federateutil/RestConnectInfo.h"
 #include "rest/CAuthTXRX.h"
 #include "support/FullListener.h"
+#include "support/LocalServices.h"
 #include "support/LogFiles.h"
-#include "support/ReadingOperations.h"
-#include "support/Recorder.h"
 #include "support/Timing.h"
 
 namespace {

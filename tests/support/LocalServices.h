@@ -1,16 +1,58 @@
-#include "support/ReadingOperations.h"
+// The local services as the library's tests use them: the service core on the fixed ports with no
+// routes of its own, answering what a test scripts (200 and no body otherwise) and recording every
+// exchange; and the reading operations as the fault and time-out tests drive them, through the
+// case runner's operations: each call on a fresh object with its outputs started as "old".
+#pragma once
 
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "Simulator.h"
 #include "platform/kfen_client.h"
 #include "runner/Operations.h"
 
 namespace fdrtest {
 
-void PrintTo(const Outcome& o, std::ostream* os) {
+// Started, with `faults` set from the start; a port that cannot be bound is a test failure.
+inline std::unique_ptr<fdrsim::Simulator> StartRecorder(
+    std::map<fdrsim::Service, fdrsim::FaultMode> faults = {}) {
+    fdrsim::SimulatorOptions options;
+    options.recorder_only = true;
+    options.faults = std::move(faults);
+    auto services = std::make_unique<fdrsim::Simulator>(std::move(options));
+    std::string error;
+    EXPECT_TRUE(services->Start(&error)) << error;
+    return services;
+}
+
+struct Outcome {
+    int result;
+    std::string output;
+    bool operator==(const Outcome& o) const { return result == o.result && output == o.output; }
+};
+inline void PrintTo(const Outcome& o, std::ostream* os) {  // long outputs shortened
     *os << o.result << " \"" << o.output.substr(0, 200) << "\" (" << o.output.size() << " bytes)";
 }
 
+// A reading operation: the answer it reads, and what it ends with after that answer, after one
+// its parser rejects and after a failed request.
+struct Reader {
+    const char* operation;
+    int port;
+    int timeout_seconds;
+    const char* good;
+    const char* output;
+    Outcome read, rejected, failed;
+    bool echoes = false;      // hands the answer over unread, whatever it is
+    bool uses_client = true;  // through the local client, whose detail number is then readable
+};
+
 // clang-format off
-const Reader kReaders[8] = {
+inline const Reader kReaders[] = {
     {"LoadFdrFederateSetting", 10240, 5, R"({"serviceInfo":{"GUID":"fed-1"},"err_code":0})",
      "guid", {0, "fed-1"}, {-754842879, "old"}, {3, "old"}},
     {"LoadFdrAutonomyListSetting", 10240, 5,
@@ -32,7 +74,8 @@ const Reader kReaders[8] = {
 };
 // clang-format on
 
-Outcome RunReader(const Reader& reader, int* detail) {
+// One call; `detail`, when given, gets the local client's detail number after it.
+inline Outcome RunReader(const Reader& reader, int* detail = nullptr) {
     CFederateUtil util;
     fdrcase::CallData data;
     data.args = {{"list", {R"({"autonomy_list":[{"autonomy_lid":"old"}]})"}},
