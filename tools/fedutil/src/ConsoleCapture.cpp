@@ -1,4 +1,4 @@
-#include "ConsoleCapture.h"
+#include "Fedutil.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "DemoSession.h"
+#include "Fedutil.h"
 
 #include <json/json.h>
 #include <stdlib.h>
@@ -12,15 +12,6 @@
 #include <optional>
 #include <thread>
 
-#include "ConsoleCapture.h"
-#include "DemoJournal.h"
-#include "DemoReport.h"
-#include "Errors.h"
-#include "FederationLibrary.h"
-#include "ResultCodes.h"
-#include "SampleCatalogue.h"
-#include "SimulatorProcess.h"
-#include "TextTable.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
@@ -34,25 +25,48 @@ using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
 constexpr auto kTranscriptWait = std::chrono::seconds(3);
 constexpr char kNewServerMode[] = "centralized";
 
+// The lens catalogue the demo hands to the support-file operations: what a recording server
+// would hold for a few fisheye and dual-lens camera models. In the lens catalogue file format
+// (docs/fedutil.md), so that it also shows that format.
+constexpr char kSampleCatalogue[] = R"json({
+  "FishEyeParameterTable": [
+    {"brand_name": "Acuvia", "brand_id": "ACUV", "model_list": [
+      {"model_name": "FE-1200", "model_id": "FE12", "size_list": [
+        {"w": 2992, "h": 2992, "v": 0, "x": 0.5, "y": 0.5, "latitude": 0.0, "ratio": 0.93},
+        {"w": 1920, "h": 1920, "v": 0, "x": 0.5, "y": 0.5, "latitude": 0.0, "ratio": 0.92}]},
+      {"model_name": "FE-800", "model_id": "FE08", "size_list": [
+        {"w": 2048, "h": 2048, "v": 1, "x": 0.501, "y": 0.498, "latitude": 12.5, "ratio": 0.9}]}]},
+    {"brand_name": "Lumeris", "brand_id": "LUMR", "model_list": [
+      {"model_name": "LF-360", "model_id": "LF36", "size_list": [
+        {"w": 2560, "h": 2560, "v": 0, "x": 0.5, "y": 0.5, "latitude": 0.0, "ratio": 0.95}]}]}
+  ],
+  "ProjectionTable": [
+    {"brand_name": "Acuvia", "brand_id": "ACUV", "model_list": [
+      {"model_name": "DL-180", "model_id": "DL18", "projection": "dual_fisheye", "size_list": [
+        {"w": 3840, "h": 1920, "fov": 190.0,
+         "left_center_x": 960.0, "left_center_y": 960.0, "left_orientation": 0.0,
+         "left_radius_x": 940.5, "left_radius_y": 940.5,
+         "right_center_x": 2880.0, "right_center_y": 960.0, "right_orientation": 180.0,
+         "right_radius_x": 940.5, "right_radius_y": 940.5}]}]}
+  ]
+})json";
+
+DravoAgentData::DravoServerInfo SampleLensCatalogue() {
+    return ReadLensCatalogue(ParseJsonInput(kSampleCatalogue, "the sample lens catalogue"),
+                             "the sample lens catalogue");
+}
+
 std::optional<Json::Value> ParseStrict(const std::string& text) {
-    Json::CharReaderBuilder builder;
-    builder["failIfExtra"] = true;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value value;
-    std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
+    try {
+        return ParseJsonInput(text, "");
+    } catch (const InputError&) {
         return std::nullopt;
     }
-    return value;
 }
 
 // "tok-5f1c…" with its length: enough to tell two tokens apart without printing a secret.
 std::string TokenSketch(const std::string& token) {
     return Ellipsize(token, 12) + " (" + std::to_string(token.size()) + " chars)";
-}
-
-std::string Count(size_t count, const char* one, const char* many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 // "1715679000 (2024-05-14 09:30 UTC)" for a timestamp of whole seconds.
@@ -240,10 +254,10 @@ StepOutcome JudgeSupportFile(const std::string& text, const char* root, size_t b
         models += brand["model_list"].size();
     }
     if ((*parsed)[root].size() != brands) {
-        return {false, Count((*parsed)[root].size(), "brand", "brands") + ", expected " +
+        return {false, Plural((*parsed)[root].size(), "brand", "brands") + ", expected " +
                            std::to_string(brands)};
     }
-    return {true, Count(brands, "brand", "brands") + ", " + Count(models, "model", "models") +
+    return {true, Plural(brands, "brand", "brands") + ", " + Plural(models, "model", "models") +
                       ", " + ByteSize(text.size())};
 }
 
@@ -334,7 +348,7 @@ const Step kSteps[] = {
              names += (names.empty() ? ": " : ", ") + member->autonomy_lname;
          }
          return s.Judge(ResultKind::RequestOrParser,
-                        Count(s.members.autonomy_list.size(), "member", "members") + names);
+                        Plural(s.members.autonomy_list.size(), "member", "members") + names);
      }},
     {"load every member's channels", "LoadFdrChannelSetting",
      [](Session& s) -> StepOutcome {
@@ -360,9 +374,9 @@ const Step kSteps[] = {
              }
          }
          s.channels_loaded = true;
-         return {true, Count(s.channels.size(), "channel", "channels") + " (" +
+         return {true, Plural(s.channels.size(), "channel", "channels") + " (" +
                            std::to_string(fisheye) + " fisheye) of " +
-                           Count(s.members.autonomy_list.size(), "member", "members")};
+                           Plural(s.members.autonomy_list.size(), "member", "members")};
      }},
     {"save all channels back", "SaveFdrAllChannelsSetting",
      [](Session& s) -> StepOutcome {
@@ -375,8 +389,8 @@ const Step kSteps[] = {
              return f.SaveFdrAllChannelsSetting(s.members, s.channels);
          });
          return s.Judge(ResultKind::RequestOrServiceCode,
-                        Count(s.channels.size(), "channel", "channels") + " stored, " +
-                            Count(s.members.autonomy_list.size(), "member", "members") +
+                        Plural(s.channels.size(), "channel", "channels") + " stored, " +
+                            Plural(s.members.autonomy_list.size(), "member", "members") +
                             " replaced");
      }},
     {"report a camera status change", "NotifyArbitratorCameraStatusChange",
@@ -405,7 +419,7 @@ const Step kSteps[] = {
              return f.NotifyArbitratorCameraStatusChange(lid, statuses);
          });
          return {*s.result == 0,
-                 Count(statuses.size(), "channel", "channels") + " of member " + lid + " live"};
+                 Plural(statuses.size(), "channel", "channels") + " of member " + lid + " live"};
      }},
     {"report a channel list change", "NotifyArbitratorCameraListChange",
      [](Session& s) -> StepOutcome {
@@ -421,7 +435,7 @@ const Step kSteps[] = {
              return f.NotifyArbitratorCameraListChange(lid, channels);
          });
          return {*s.result == 0,
-                 Count(channels.size(), "channel", "channels") + " of member " + lid};
+                 Plural(channels.size(), "channel", "channels") + " of member " + lid};
      }},
     {"ask for a channel list refresh", "NotifyArbitratorCameraListRefresh",
      [](Session& s) -> StepOutcome {
@@ -523,7 +537,7 @@ const Step kSteps[] = {
          const Json::Value& reports = (*parsed)["privilege_list"];
          if (reports.isArray() && !reports.empty() && reports[0]["autonomy_list"].isArray()) {
              const Json::Value& members = reports[0]["autonomy_list"];
-             detail = user + " may reach " + Count(members.size(), "member", "members");
+             detail = user + " may reach " + Plural(members.size(), "member", "members");
              std::string privileges;
              for (const auto& privilege : members[0]["channel_list"][0]["privilege_list"]) {
                  privileges += (privileges.empty() ? "" : ", ") + privilege.asString();
@@ -565,11 +579,11 @@ const Step kSteps[] = {
          const size_t entries = (*parsed)["autonomy_list"].size();
          const size_t members = s.members.autonomy_list.size();
          if (entries != members) {
-             return {false, Count(entries, "entry", "entries") + " for " +
-                                Count(members, "member", "members")};
+             return {false, Plural(entries, "entry", "entries") + " for " +
+                                Plural(members, "member", "members")};
          }
          return {*s.result == 0,
-                 Count(entries, "member", "members") + ", " + ByteSize(s.failover_body.size())};
+                 Plural(entries, "member", "members") + ", " + ByteSize(s.failover_body.size())};
      }},
     {"save the failover information", "SaveFailOverInfo",
      [](Session& s) {

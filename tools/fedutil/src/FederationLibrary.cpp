@@ -1,4 +1,4 @@
-#include "FederationLibrary.h"
+#include "Fedutil.h"
 
 #include <dlfcn.h>
 #include <link.h>
@@ -6,8 +6,6 @@
 
 #include <climits>
 #include <filesystem>
-
-#include "Errors.h"
 
 namespace fedutil {
 
@@ -73,20 +71,14 @@ std::string ExecutableDirectory() {
     return executable.substr(0, executable.rfind('/'));
 }
 
-std::vector<std::string> DefaultLibraryCandidates() {
-    std::vector<std::string> candidates;
-    const std::string folder = ExecutableDirectory();
-    if (!folder.empty()) {
-        candidates.push_back(folder + "/" FEDUTIL_BUILD_LIBRARY_DIR "/" + kSoname);
-        candidates.push_back(folder + "/" FEDUTIL_INSTALLED_LIBRARY_DIR "/" + kSoname);
-    }
-    candidates.push_back(kSoname);
-    return candidates;
-}
-
 FederationLibrary FederationLibrary::Load(const std::string& path) {
-    const std::vector<std::string> candidates =
-        path.empty() ? DefaultLibraryCandidates() : std::vector<std::string>{path};
+    // By default the build tree's, then the installed tree's, then the dynamic loader's search.
+    std::vector<std::string> candidates{path.empty() ? kSoname : path};
+    if (const std::string folder = ExecutableDirectory(); path.empty() && !folder.empty()) {
+        candidates.insert(candidates.begin(),
+                          {folder + "/" FEDUTIL_BUILD_LIBRARY_DIR "/" + kSoname,
+                           folder + "/" FEDUTIL_INSTALLED_LIBRARY_DIR "/" + kSoname});
+    }
     std::string tried;
     for (const auto& candidate : candidates) {
         std::string loaded;

@@ -1,4 +1,4 @@
-#include "HelpText.h"
+#include "Fedutil.h"
 
 #include <algorithm>
 #include <sstream>
@@ -72,18 +72,14 @@ std::string UsageLine(const std::string& command, const std::vector<OptionSpec>&
     return usage + "\n";
 }
 
-}  // namespace
-
-std::string VersionText() {
-    return "fedutil " FEDUTIL_VERSION;
-}
-
 std::string ExitStatusHelp() {
     return "Exit status: the operation's result when it is 0..63, 1 for any other result (the\n"
            "full result is always printed, signed and in hex); 64 bad arguments, 66 an input\n"
            "file cannot be read or is not usable, 69 the library cannot be loaded, 70 the\n"
            "operation raised an exception, 73 an output file cannot be written.\n";
 }
+
+}  // namespace
 
 std::string OverviewHelp() {
     std::string out =

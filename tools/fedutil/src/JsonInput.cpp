@@ -1,4 +1,4 @@
-#include "JsonInput.h"
+#include "Fedutil.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -8,8 +8,6 @@
 #include <limits>
 #include <memory>
 #include <sstream>
-
-#include "Errors.h"
 
 namespace fedutil {
 
@@ -91,10 +89,6 @@ JsonFields::JsonFields(const Json::Value& object, std::string source, std::strin
 const Json::Value* JsonFields::Get(const char* key) const {
     const Json::Value* member = object_.find(key, key + std::strlen(key));
     return member == nullptr || member->isNull() ? nullptr : member;
-}
-
-bool JsonFields::Has(const char* key) const {
-    return Get(key) != nullptr;
 }
 
 std::string JsonFields::Place(const char* key) const {

@@ -1,4 +1,4 @@
-#include "JsonOutput.h"
+#include "Fedutil.h"
 
 #include "json/JsonNumber.h"
 

@@ -1,11 +1,8 @@
-#include "Operations.h"
+#include "Fedutil.h"
 
 #include <cctype>
 #include <tuple>
 
-#include "Errors.h"
-#include "JsonInput.h"
-#include "RecordFiles.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
@@ -39,26 +36,11 @@ constexpr char kAlwaysZeroSent[] =
 constexpr char kRequestCode[] = "the local client's code: 0 ok, 1..4 failures";
 constexpr char kReadCode[] = "the local client's code, a parser code or the service's err_code";
 
-// How fedutil's help names each service.
-const char* ServicePhrase(fdr::ServiceId service) {
-    switch (service) {
-        case fdr::ServiceId::VideoManagement:
-            return "video-management service";
-        case fdr::ServiceId::ModeArbitration:
-            return "autonomy-mode arbitration";
-        case fdr::ServiceId::Arbitrator:
-            return "arbitrator";
-        case fdr::ServiceId::Token:
-            return "token service";
-        case fdr::ServiceId::Aggregator:
-            return "aggregator";
-        case fdr::ServiceId::FederationWrites:
-        case fdr::ServiceId::FederationReads:
-            return "federation service";
-        case fdr::ServiceId::MemberLog:
-            return "member log service";
-    }
-    return "service";
+// How fedutil's help names a service: the catalogue's name without "central " or " (reads)".
+std::string ServicePhrase(const fdr::LocalService& service) {
+    const std::string name = service.name;
+    const size_t start = name.rfind("central ", 0) == 0 ? 8 : 0;
+    return name.substr(start, name.find(" (") - start);
 }
 
 // "PUT /path to the arbitrator (<port>)<note>"; a GET reads "from the".
@@ -67,7 +49,7 @@ std::string Request(const char* method, const std::string& target, int port,
     const fdr::LocalService* service = fdr::ServiceOnPort(port);
     const bool read = std::string(method) == "GET";
     return std::string(method) + " " + target + (read ? " from the " : " to the ") +
-           (service != nullptr ? ServicePhrase(service->id) : "service") + " (" +
+           (service != nullptr ? ServicePhrase(*service) : "service") + " (" +
            std::to_string(port) + ")" + note;
 }
 
@@ -401,11 +383,11 @@ std::vector<OperationSpec> BuildOperations() {
            {kBody, kBodyFile},
            Calling([](F& f, std::string& body) { return f.SaveFailOverInfo(body); }, Body)),
         Op("FormatFisyeyeSupportFile", "Builds the fisheye lens support file (sends nothing)", "",
-           "the support file's text; the exit status is 0", ResultKind::Text, {kCatalogue, kOutput},
+           "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
            SupportFile(&F::FormatFisyeyeSupportFile)),
         Op("FormatProjectionSupportFile", "Builds the projection lens support file (sends nothing)",
-           "", "the support file's text; the exit status is 0", ResultKind::Text,
-           {kCatalogue, kOutput}, SupportFile(&F::FormatProjectionSupportFile)),
+           "", "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
+           SupportFile(&F::FormatProjectionSupportFile)),
     };
 }
 

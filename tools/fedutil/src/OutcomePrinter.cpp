@@ -1,13 +1,9 @@
-#include "OutcomePrinter.h"
+#include "Fedutil.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 
-#include "Errors.h"
-#include "JsonOutput.h"
-#include "RecordFiles.h"
-#include "ResultCodes.h"
 #include "json/JsonNumber.h"
 
 namespace fedutil {
@@ -15,10 +11,6 @@ namespace fedutil {
 namespace {
 
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
-
-std::string Plural(size_t count, const char* one, const char* many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
 
 std::string LensOf(const ChannelObj& channel) {
     if (channel.fisheye.fisheye_type != -1) {

@@ -1,11 +1,8 @@
-#include "RecordFiles.h"
+#include "Fedutil.h"
 
 #include <memory>
 #include <vector>
 
-#include "Errors.h"
-#include "JsonInput.h"
-#include "ResultCodes.h"
 #include "json/CFdrUtilParser.h"
 #include "json/ChannelJsonFormatter.h"
 #include "json/JsonNumber.h"

@@ -1,4 +1,4 @@
-#include "ResultCodes.h"
+#include "Fedutil.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -61,7 +61,6 @@ std::string DescribeResult(int result, ResultKind kind, const std::vector<std::s
     const char* parser = fdr::MeaningOf(fdr::kParserResults, static_cast<uint32_t>(result));
     switch (kind) {
         case ResultKind::AlwaysZero:
-        case ResultKind::Text:
             return "unexpected: this operation is documented to return 0";
         case ResultKind::RequestCode:
             return client != nullptr ? client : "local client: unknown code";

@@ -1,4 +1,4 @@
-#include "SimulatorProcess.h"
+#include "Fedutil.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -18,8 +18,6 @@
 #include <thread>
 #include <vector>
 
-#include "Errors.h"
-#include "FederationLibrary.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
@@ -179,10 +177,6 @@ std::unique_ptr<SimulatorProcess> SimulatorProcess::Start(const std::string& pro
         simulator->admin_port_ = described["admin"]["port"].asInt();
     }
     return simulator;
-}
-
-SimulatorProcess::~SimulatorProcess() {
-    Stop();
 }
 
 void SimulatorProcess::Stop() {

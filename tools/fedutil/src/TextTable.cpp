@@ -1,4 +1,4 @@
-#include "TextTable.h"
+#include "Fedutil.h"
 
 #include <unistd.h>
 
@@ -40,6 +40,10 @@ std::string Style::Paint(const std::string& text, Tone tone) const {
             break;
     }
     return code + text + "\033[0m";
+}
+
+std::string Plural(size_t count, const char* one, const char* many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 size_t DisplayWidth(const std::string& text) {
@@ -87,7 +91,7 @@ void TextTable::AddRow(std::vector<Cell> row) {
     rows_.push_back(std::move(row));
 }
 
-void TextTable::Print(std::ostream& out, const Style& style, const std::string& indent) const {
+void TextTable::Print(std::ostream& out, const Style& style) const {
     std::vector<size_t> widths(headers_.size(), 0);
     for (size_t i = 0; i < headers_.size(); ++i) {
         widths[i] = DisplayWidth(headers_[i]);
@@ -96,7 +100,7 @@ void TextTable::Print(std::ostream& out, const Style& style, const std::string& 
         }
     }
     auto line = [&](const std::vector<Cell>& cells) {
-        std::string text = indent;
+        std::string text = "  ";
         for (size_t i = 0; i < cells.size(); ++i) {
             const bool last = i + 1 == cells.size();
             const size_t pad = widths[i] - DisplayWidth(cells[i].text);

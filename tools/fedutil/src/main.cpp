@@ -4,13 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandLine.h"
-#include "DemoSession.h"
-#include "Errors.h"
-#include "FederationLibrary.h"
-#include "HelpText.h"
-#include "OutcomePrinter.h"
-#include "ResultCodes.h"
+#include "Fedutil.h"
 
 using namespace fedutil;
 
@@ -102,7 +96,7 @@ int main(int argc, char** argv) {
         return UsageFailure(error.what(), CommandNamedIn(argc, argv));
     }
     if (line.version) {
-        std::cout << VersionText() << '\n';
+        std::cout << "fedutil " FEDUTIL_VERSION "\n";
         return 0;
     }
     if (line.command.empty()) {
