@@ -9,38 +9,19 @@ namespace fedutil {
 
 namespace {
 
-constexpr size_t kResultWidth = 6;
-constexpr size_t kCheckWidth = 6;
-
-std::string Padded(const Style& style, const Cell& cell, size_t width, bool right) {
-    const size_t length = DisplayWidth(cell.text);
-    const std::string pad(width > length ? width - length : 0, ' ');
-    const std::string painted = style.Paint(cell.text, cell.tone);
-    return right ? pad + painted : painted + pad;
-}
-
-// One row: the columns padded, the last one not, no trailing blanks.
-std::string Line(const StepPrinter& printer, const std::string& number, const Cell& title,
-                 const Cell& operation, const Cell& result, const Cell& check, const Cell& detail) {
-    const Style& style = printer.style;
-    std::string line = "  " + Padded(style, Cell(number), 2, true) + "  " +
-                       Padded(style, title, printer.title_width, false) + "  " +
-                       Padded(style, operation, printer.operation_width, false) + "  " +
-                       Padded(style, result, kResultWidth, true) + "  " +
-                       Padded(style, check, kCheckWidth, false) + "  " +
-                       style.Paint(detail.text, detail.tone);
-    while (!line.empty() && line.back() == ' ') {
-        line.pop_back();
-    }
-    return line;
+// #, step, operation, result, check, what came back.
+std::string Line(const StepPrinter& printer, std::vector<Cell> cells) {
+    return TableLine(printer.style, cells,
+                     {2, printer.title_width, printer.operation_width, 6, 6, 0},
+                     {true, false, false, true, false, false});
 }
 
 }  // namespace
 
 void StepPrinter::Header() const {
-    out << Line(*this, "#", Cell("step", Tone::Strong), Cell("operation", Tone::Strong),
-                Cell("result", Tone::Strong), Cell("check", Tone::Strong),
-                Cell("what came back", Tone::Strong))
+    out << Line(*this, {"#", Cell("step", Tone::Strong), Cell("operation", Tone::Strong),
+                        Cell("result", Tone::Strong), Cell("check", Tone::Strong),
+                        Cell("what came back", Tone::Strong)})
         << '\n';
 }
 
@@ -49,9 +30,8 @@ void StepPrinter::Row(const StepRecord& step) const {
                                            *step.result == 0 ? Tone::Plain : Tone::Warn)
                                     : Cell("-", Tone::Dim);
     const Cell check = step.passed ? Cell("ok", Tone::Good) : Cell("FAILED", Tone::Bad);
-    out << Line(*this, std::to_string(step.number), Cell(step.title),
-                Cell(step.operation, Tone::Dim), result, check,
-                Cell(step.detail, step.passed ? Tone::Plain : Tone::Bad))
+    out << Line(*this, {std::to_string(step.number), step.title, Cell(step.operation, Tone::Dim),
+                        result, check, Cell(step.detail, step.passed ? Tone::Plain : Tone::Bad)})
         << std::endl;
 }
 

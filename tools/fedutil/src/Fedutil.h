@@ -135,6 +135,11 @@ class TextTable {
     std::vector<std::vector<Cell>> rows_;
 };
 
+// One table row, indented by two spaces: the cells padded to `widths` (on the left where
+// `right`), two spaces apart, the last one not padded, no trailing blanks.
+std::string TableLine(const Style& style, const std::vector<Cell>& cells,
+                      const std::vector<size_t>& widths, const std::vector<bool>& right);
+
 // ---- CommandLine: fedutil [--library PATH] [--json] COMMAND [OPTIONS] ----
 // Options take their value as the next argument or after "=" (--lid=3). Global options may
 // stand before or after the command.

@@ -68,8 +68,22 @@ constexpr MemberField<int32_t> kHostNumberFields[] = {
     {"retrieve", &MemberRecord::retrieve},
 };
 
-// Also read and written: "group_list" ([{"id": group_id}]), "health_status" (unsigned 64-bit)
-// and "thirdparty_support_list" (JSON, kept in the record as text).
+// Calls `visit(key, member pointer)` for every member a host knows besides the service's keys.
+// Also read and written: "group_list" ([{"id": group_id}]) and "thirdparty_support_list" (JSON,
+// kept in the record as text).
+template <typename Visit>
+void EachHostMember(Visit visit) {
+    for (const auto& field : kHostTextFields) {
+        visit(field.key, field.member);
+    }
+    for (const auto& field : kHostFlagFields) {
+        visit(field.key, field.member);
+    }
+    for (const auto& field : kHostNumberFields) {
+        visit(field.key, field.member);
+    }
+    visit("health_status", &MemberRecord::health_status);  // unsigned 64-bit
+}
 
 using fdr::jsontree::AddInt32;
 
@@ -85,24 +99,21 @@ JsonTree MemberJson(const MemberRecord& record) {
     Append(groups.get(), std::move(group));
     Add(element.get(), "group_list", std::move(groups));
 
-    for (const auto& field : kHostTextFields) {
-        if (record.*field.member != defaults.*field.member) {
-            AddText(element.get(), field.key, record.*field.member);
+    EachHostMember([&](const char* key, auto member) {
+        using Value = std::decay_t<decltype(record.*member)>;
+        if (record.*member == defaults.*member) {
+            return;
         }
-    }
-    for (const auto& field : kHostFlagFields) {
-        if (record.*field.member != defaults.*field.member) {
-            fdr::jsontree::AddBool(element.get(), field.key, record.*field.member);
+        if constexpr (std::is_same_v<Value, std::string>) {
+            AddText(element.get(), key, record.*member);
+        } else if constexpr (std::is_same_v<Value, bool>) {
+            fdr::jsontree::AddBool(element.get(), key, record.*member);
+        } else if constexpr (std::is_same_v<Value, int32_t>) {
+            AddInt32(element.get(), key, record.*member);
+        } else {
+            fdr::jsontree::AddUInt64(element.get(), key, record.*member);
         }
-    }
-    for (const auto& field : kHostNumberFields) {
-        if (record.*field.member != defaults.*field.member) {
-            AddInt32(element.get(), field.key, record.*field.member);
-        }
-    }
-    if (record.health_status != defaults.health_status) {
-        fdr::jsontree::AddUInt64(element.get(), "health_status", record.health_status);
-    }
+    });
     if (!record.thirdparty_support_list.empty()) {
         JsonTree list = JsonTree(fdr::json::Parse(record.thirdparty_support_list));
         if (list) {
@@ -165,16 +176,7 @@ void CheckServiceKeys(const JsonFields& element) {
 }
 
 void ReadHostMembers(const JsonFields& element, MemberRecord& record) {
-    for (const auto& field : kHostTextFields) {
-        element.Read(field.key, record.*field.member);
-    }
-    for (const auto& field : kHostFlagFields) {
-        element.Read(field.key, record.*field.member);
-    }
-    for (const auto& field : kHostNumberFields) {
-        element.Read(field.key, record.*field.member);
-    }
-    element.Read("health_status", record.health_status);
+    EachHostMember([&](const char* key, auto member) { element.Read(key, record.*member); });
     // The record keeps this list as JSON text; a file may give it as JSON or as that text.
     if (const Json::Value* list = element.Get("thirdparty_support_list")) {
         if (list->isString()) {

@@ -99,35 +99,38 @@ void TextTable::Print(std::ostream& out, const Style& style) const {
             widths[i] = std::max(widths[i], DisplayWidth(row[i].text));
         }
     }
-    auto line = [&](const std::vector<Cell>& cells) {
-        std::string text = "  ";
-        for (size_t i = 0; i < cells.size(); ++i) {
-            const bool last = i + 1 == cells.size();
-            const size_t pad = widths[i] - DisplayWidth(cells[i].text);
-            if (right_[i]) {
-                text.append(pad, ' ');
-            }
-            text += style.Paint(cells[i].text, cells[i].tone);
-            if (!right_[i] && !last) {
-                text.append(pad, ' ');
-            }
-            if (!last) {
-                text += "  ";
-            }
-        }
-        while (!text.empty() && text.back() == ' ') {
-            text.pop_back();
-        }
-        out << text << '\n';
-    };
     std::vector<Cell> header;
     for (const auto& title : headers_) {
         header.emplace_back(title, Tone::Strong);
     }
-    line(header);
+    out << TableLine(style, header, widths, right_) << '\n';
     for (const auto& row : rows_) {
-        line(row);
+        out << TableLine(style, row, widths, right_) << '\n';
     }
+}
+
+std::string TableLine(const Style& style, const std::vector<Cell>& cells,
+                      const std::vector<size_t>& widths, const std::vector<bool>& right) {
+    std::string text = "  ";
+    for (size_t i = 0; i < cells.size(); ++i) {
+        const bool last = i + 1 == cells.size();
+        const size_t length = DisplayWidth(cells[i].text);
+        const size_t pad = widths[i] > length ? widths[i] - length : 0;
+        if (right[i]) {
+            text.append(pad, ' ');
+        }
+        text += style.Paint(cells[i].text, cells[i].tone);
+        if (!right[i] && !last) {
+            text.append(pad, ' ');
+        }
+        if (!last) {
+            text += "  ";
+        }
+    }
+    while (!text.empty() && text.back() == ' ') {
+        text.pop_back();
+    }
+    return text;
 }
 
 }  // namespace fedutil
