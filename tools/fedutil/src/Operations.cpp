@@ -94,15 +94,28 @@ std::string Body(const CommandLine& line) {
     return TextOrFile(line, "--body", "TEXT");
 }
 
-// An operation whose result is `call(federation, inputs...)`, the inputs read by `readers` in
+ChannelStatusObjList StatusFile(const CommandLine& line) {
+    return ReadChannelStatusFile(line.Required("--statuses"));
+}
+FederateBoxType::AutonomyInfo AutonomyFile(const CommandLine& line) {
+    return ReadAutonomyInfoFile(line.Required("--autonomy"));
+}
+std::string ServerMode(const CommandLine& line) {
+    return line.Required("--server-mode");
+}
+std::string Data(const CommandLine& line) {
+    return TextOrFile(line, "--data", "JSON");
+}
+
+// An operation whose result is `call`'s on the library, its arguments read by `readers` in
 // their order.
-template <typename Call, typename... Readers>
-Run Calling(Call call, Readers... readers) {
+template <typename... Params, typename... Readers>
+Run Calling(int (ICentralizedServer::*call)(Params...), Readers... readers) {
     return [call, readers...](Context& context) {
         Outcome outcome;
         std::tuple<decltype(readers(context.Line()))...> inputs{readers(context.Line())...};
         outcome.result = context.Invoke(outcome, [&](ICentralizedServer& federation) {
-            return std::apply([&](auto&... input) { return call(federation, input...); }, inputs);
+            return std::apply([&](auto&... input) { return (federation.*call)(input...); }, inputs);
         });
         return outcome;
     };
@@ -182,20 +195,14 @@ std::vector<OperationSpec> BuildOperations() {
     const ResultKind kCode = ResultKind::RequestCode;
     return {
         Op("NotifyLogAddAutonomy", "Reports member servers added", Sends(ep::kLogAutonomyList),
-           kRequestCode, kCode, {kMembers},
-           Calling([](F& f, Members& members) { return f.NotifyLogAddAutonomy(members); },
-                   MemberFile)),
+           kRequestCode, kCode, {kMembers}, Calling(&F::NotifyLogAddAutonomy, MemberFile)),
         Op("NotifyLogUpdateAutonomy", "Reports member servers updated", Sends(ep::kLogUpdateList),
-           kRequestCode, kCode, {kMembers},
-           Calling([](F& f, Members& members) { return f.NotifyLogUpdateAutonomy(members); },
-                   MemberFile)),
+           kRequestCode, kCode, {kMembers}, Calling(&F::NotifyLogUpdateAutonomy, MemberFile)),
         Op("NotifyLogRemoveAutonomy", "Reports a member server removed", Sends(ep::kLogDeleteList),
-           kRequestCode, kCode, {kLid},
-           Calling([](F& f, std::string& lid) { return f.NotifyLogRemoveAutonomy(lid); }, Lid)),
+           kRequestCode, kCode, {kLid}, Calling(&F::NotifyLogRemoveAutonomy, Lid)),
         Op("NotifyLogTokenChange", "Hands a member's new token text to the log service",
            Sends(ep::kReloadAutonomy, "", ", body unchanged"), kRequestCode, kCode,
-           {kBody, kBodyFile},
-           Calling([](F& f, std::string& body) { return f.NotifyLogTokenChange(body); }, Body)),
+           {kBody, kBodyFile}, Calling(&F::NotifyLogTokenChange, Body)),
         Op("AuthGetToken", "Gets an access token (client-credentials grant)",
            TokenRequest("client-credentials"),
            "always 0 by design: an empty access_token means no token was issued", kAlways,
@@ -246,31 +253,19 @@ std::vector<OperationSpec> BuildOperations() {
              "channel list file; each channel's owner is its group's or file's autonomy_lid, or "
              "its own owner_lid",
              true}},
-           Calling(
-               [](F& f, Members& members, ChannelObjList& channels) {
-                   return f.SaveFdrAllChannelsSetting(members, channels);
-               },
-               MemberFile, ChannelFile)),
+           Calling(&F::SaveFdrAllChannelsSetting, MemberFile, ChannelFile)),
         Op("AddFdrChannelSetting", "Adds channels of one member server (\"add\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.AddFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::AddFdrChannelSetting, Lid, ChannelFile)),
         Op("RefreshFdrChannelSetting", "Replaces one member server's channels (\"replace\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.RefreshFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::RefreshFdrChannelSetting, Lid, ChannelFile)),
         Op("UpdateFdrChannelSetting", "Updates channels of one member server (\"update\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.UpdateFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::UpdateFdrChannelSetting, Lid, ChannelFile)),
         Op("RemoveFdrChannelSetting", "Removes channels of one member server (\"remove\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.RemoveFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::RemoveFdrChannelSetting, Lid, ChannelFile)),
         Op("GetFdrPrivilegeByUser", "Reads a user's access privileges",
            Sends(ep::kPrivilegeReport, "?operator=admin"),
            "always 0 by design: an empty result means the request failed", kAlways,
@@ -300,36 +295,22 @@ std::vector<OperationSpec> BuildOperations() {
         Op("NotifyArbitratorAutonomyChange",
            "Reports a member server changed (the list's last record)", Sends(ep::kAutonomyChanged),
            kAlwaysZeroSent, kAlways, {kMembers},
-           Calling([](F& f, Members& members) { return f.NotifyArbitratorAutonomyChange(members); },
-                   MemberFile)),
+           Calling(&F::NotifyArbitratorAutonomyChange, MemberFile)),
         Op("NotifyArbitratorRemoveAutonomy", "Reports a member server removed",
            Sends(ep::kAutonomyChanged), kRequestCode, kCode, {kLid},
-           Calling([](F& f, std::string& lid) { return f.NotifyArbitratorRemoveAutonomy(lid); },
-                   Lid)),
+           Calling(&F::NotifyArbitratorRemoveAutonomy, Lid)),
         Op("NotifyArbitratorCameraStatusChange", "Reports the live status of channels",
            Sends(ep::kChannelStatusChanged), kAlwaysZeroSent, kAlways,
            {kLid,
             {"--statuses", "FILE", "channel status file: {\"channel_status_list\":[...]}", true}},
-           Calling(
-               [](F& f, ChannelStatusObjList& statuses, std::string& lid) {
-                   return f.NotifyArbitratorCameraStatusChange(lid, statuses);
-               },
-               [](const CommandLine& line) {
-                   return ReadChannelStatusFile(line.Required("--statuses"));
-               },
-               Lid)),
+           Calling(&F::NotifyArbitratorCameraStatusChange, Lid, StatusFile)),
         Op("NotifyArbitratorCameraListChange", "Reports a changed channel list",
            Sends(ep::kChannelInfoChanged), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling(
-               [](F& f, ChannelObjList& channels, std::string& lid) {
-                   return f.NotifyArbitratorCameraListChange(lid, channels);
-               },
-               ChannelFile, Lid)),
+           Calling(&F::NotifyArbitratorCameraListChange, Lid, ChannelFile)),
         Op("NotifyArbitratorCameraListRefresh",
            "Asks for a member server's channel list to be refreshed",
            Sends(ep::kChannelInfoRefresh), kAlwaysZeroSent, kAlways, {kLid},
-           Calling([](F& f, std::string& lid) { return f.NotifyArbitratorCameraListRefresh(lid); },
-                   Lid)),
+           Calling(&F::NotifyArbitratorCameraListRefresh, Lid)),
         Op("NotifyArbitratorAutoModeChange",
            "Tells the mode arbitration a member server's new autonomy mode",
            Sends(ep::kApplyAutonomies), kAlwaysZeroSent, kAlways,
@@ -338,35 +319,24 @@ std::vector<OperationSpec> BuildOperations() {
              "\"group\"}",
              true},
             {"--server-mode", "MODE", "the new server mode, sent as given", true}},
-           Calling([](F& f, FederateBoxType::AutonomyInfo& info,
-                      std::string& mode) { return f.NotifyArbitratorAutoModeChange(info, mode); },
-                   [](const CommandLine& line) {
-                       return ReadAutonomyInfoFile(line.Required("--autonomy"));
-                   },
-                   [](const CommandLine& line) { return line.Required("--server-mode"); })),
+           Calling(&F::NotifyArbitratorAutoModeChange, AutonomyFile, ServerMode)),
         Op("NotifyDravoData", "Passes a notice to video management, adding the member's lid",
            Sends(ep::kDravoNotify),
            "always 0 by design: a notice that is not JSON is logged and not sent", kAlways,
            {kLid,
             {"--data", "JSON", "the notice as JSON text"},
             {"--data-file", "FILE", "read the notice from FILE (- for stdin)"}},
-           Calling([](F& f, std::string& data,
-                      std::string& lid) { return f.NotifyDravoData(lid, data); },
-                   [](const CommandLine& line) { return TextOrFile(line, "--data", "JSON"); },
-                   Lid)),
+           Calling(&F::NotifyDravoData, Lid, Data)),
         Op("NotifyArbitratorRefreshReady",
            "Tells the arbitrator the member list is ready to refresh",
            Sends(ep::kAutonomyRefreshReady, "", ", empty body"), kAlwaysZeroSent, kAlways, {},
-           Calling([](F& f) { return f.NotifyArbitratorRefreshReady(); })),
+           Calling(&F::NotifyArbitratorRefreshReady)),
         Op("NotifyDravoServerAutonomyChange", "Reports a member server changed to video management",
            Sends(ep::kDravoNotify), kAlwaysZeroSent, kAlways, {kMembers},
-           Calling(
-               [](F& f, Members& members) { return f.NotifyDravoServerAutonomyChange(members); },
-               MemberFile)),
+           Calling(&F::NotifyDravoServerAutonomyChange, MemberFile)),
         Op("ChangeAutonomyMode", "Hands an autonomy-mode body to the aggregator",
            Sends(ep::kAggregatorSystemInfo, "", ", body unchanged"), kRequestCode, kCode,
-           {kBody, kBodyFile},
-           Calling([](F& f, std::string& body) { return f.ChangeAutonomyMode(body); }, Body)),
+           {kBody, kBodyFile}, Calling(&F::ChangeAutonomyMode, Body)),
         Op("FormatFailOverBody", "Builds the failover information of members (sends nothing)", "",
            kAlwaysZero, kAlways, {kMembers, kOutput},
            [](Context& context) {
@@ -380,8 +350,7 @@ std::vector<OperationSpec> BuildOperations() {
            }),
         Op("SaveFailOverInfo", "Stores failover information",
            Sends(ep::kFailoverInfo, "", ", body unchanged"), kRequestCode, kCode,
-           {kBody, kBodyFile},
-           Calling([](F& f, std::string& body) { return f.SaveFailOverInfo(body); }, Body)),
+           {kBody, kBodyFile}, Calling(&F::SaveFailOverInfo, Body)),
         Op("FormatFisyeyeSupportFile", "Builds the fisheye lens support file (sends nothing)", "",
            "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
            SupportFile(&F::FormatFisyeyeSupportFile)),
