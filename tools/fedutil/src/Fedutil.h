@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "FederateUtil.h"
+#include "catalogue/ServiceCatalogue.h"
 #include "federateutil/DravoAgentData.h"
 #include "federateutil/FederateBoxType.h"
 #include "federateutil/Interfaces.h"
@@ -374,11 +375,17 @@ class OperationContext {
     std::function<ICentralizedServer&()> federation_;
 };
 
+// The request an operation makes, as its help states it.
+struct OperationRequest {
+    std::string text;                              // "PUT /autonomy_changed to the arbitrator ..."
+    const fdr::LocalEndpoint* endpoint = nullptr;  // null for none
+};
+
 struct OperationSpec {
     const char* name;     // the interface's own name
     const char* summary;  // one line
-    std::string sends;    // the request it makes, "" for none
-    const char* result;   // how to read the result
+    OperationRequest sends;
+    const char* result;  // how to read the result
     ResultKind result_kind;
     std::vector<OptionSpec> options;
     std::function<OperationOutcome(OperationContext&)> run;

@@ -116,8 +116,8 @@ std::string OperationHelp(const OperationSpec& operation) {
     std::string out = UsageLine(operation.name, operation.options);
     out += "Alias: " + KebabName(operation.name) + "\n\n";
     out += Wrap(std::string(operation.summary) + ".", 0, 0) + "\n\n";
-    if (!operation.sends.empty()) {
-        out += "Sends:   " + Wrap(operation.sends, 9, 9) + "\n";
+    if (operation.sends.endpoint != nullptr) {
+        out += "Sends:   " + Wrap(operation.sends.text, 9, 9) + "\n";
     }
     out += "Result:  " + Wrap(operation.result, 9, 9) + "\n";
     if (!operation.options.empty()) {

@@ -43,26 +43,20 @@ std::string ServicePhrase(const fdr::LocalService& service) {
     return name.substr(start, name.find(" (") - start);
 }
 
-// "PUT /path to the arbitrator (<port>)<note>"; a GET reads "from the".
-std::string Request(const char* method, const std::string& target, int port,
-                    const char* note = "") {
-    const fdr::LocalService* service = fdr::ServiceOnPort(port);
-    const bool read = std::string(method) == "GET";
-    return std::string(method) + " " + target + (read ? " from the " : " to the ") +
-           (service != nullptr ? ServicePhrase(*service) : "service") + " (" +
-           std::to_string(port) + ")" + note;
-}
+// The token service's one endpoint.
+constexpr fdr::LocalEndpoint kToken{fdr::HttpMethod::Post, fdr::kTokenServicePort, fdr::kTokenPath,
+                                    fdr::kRequestTimeoutSeconds};
 
-// The endpoint's request, its path followed by `query`.
-std::string Sends(const fdr::LocalEndpoint& endpoint, const char* query = "",
-                  const char* note = "") {
-    return Request(fdr::MethodName(endpoint.method), endpoint.path + std::string(query),
-                   endpoint.port, note);
-}
-
-std::string TokenRequest(const char* grant) {
-    return Request("POST", std::string(fdr::kTokenPath) + " (" + grant + " grant)",
-                   fdr::kTokenServicePort);
+// The endpoint's request: "PUT /path<query> to the arbitrator (<port>)<note>"; a GET reads
+// "from the".
+OperationRequest Sends(const fdr::LocalEndpoint& endpoint, const char* query = "",
+                       const char* note = "") {
+    const std::string method = fdr::MethodName(endpoint.method);
+    const fdr::LocalService* service = fdr::ServiceOnPort(endpoint.port);
+    return {method + " " + endpoint.path + query + (method == "GET" ? " from the " : " to the ") +
+                (service != nullptr ? ServicePhrase(*service) : "service") + " (" +
+                std::to_string(endpoint.port) + ")" + note,
+            &endpoint};
 }
 
 // ---- Inputs, read from the command line before the library is loaded ----
@@ -183,7 +177,7 @@ Run ReadsText(const char* name, const char* empty_note,
     };
 }
 
-OperationSpec Op(const char* name, const char* summary, std::string sends, const char* result,
+OperationSpec Op(const char* name, const char* summary, OperationRequest sends, const char* result,
                  ResultKind kind, std::vector<OptionSpec> options, Run run) {
     return {name, summary, std::move(sends), result, kind, std::move(options), std::move(run)};
 }
@@ -204,11 +198,11 @@ std::vector<OperationSpec> BuildOperations() {
            Sends(ep::kReloadAutonomy, "", ", body unchanged"), kRequestCode, kCode,
            {kBody, kBodyFile}, Calling(&F::NotifyLogTokenChange, Body)),
         Op("AuthGetToken", "Gets an access token (client-credentials grant)",
-           TokenRequest("client-credentials"),
+           Sends(kToken, " (client-credentials grant)"),
            "always 0 by design: an empty access_token means no token was issued", kAlways,
            {kClientId, kClientSecret}, Token(false)),
         Op("AuthRefreshToken", "Refreshes the access token (refresh-token grant)",
-           TokenRequest("refresh-token"),
+           Sends(kToken, " (refresh-token grant)"),
            "always 0 by design: an empty access_token means no token was issued", kAlways,
            {kClientId,
             kClientSecret,
@@ -337,7 +331,7 @@ std::vector<OperationSpec> BuildOperations() {
         Op("ChangeAutonomyMode", "Hands an autonomy-mode body to the aggregator",
            Sends(ep::kAggregatorSystemInfo, "", ", body unchanged"), kRequestCode, kCode,
            {kBody, kBodyFile}, Calling(&F::ChangeAutonomyMode, Body)),
-        Op("FormatFailOverBody", "Builds the failover information of members (sends nothing)", "",
+        Op("FormatFailOverBody", "Builds the failover information of members (sends nothing)", {},
            kAlwaysZero, kAlways, {kMembers, kOutput},
            [](Context& context) {
                Outcome outcome;
@@ -351,11 +345,11 @@ std::vector<OperationSpec> BuildOperations() {
         Op("SaveFailOverInfo", "Stores failover information",
            Sends(ep::kFailoverInfo, "", ", body unchanged"), kRequestCode, kCode,
            {kBody, kBodyFile}, Calling(&F::SaveFailOverInfo, Body)),
-        Op("FormatFisyeyeSupportFile", "Builds the fisheye lens support file (sends nothing)", "",
+        Op("FormatFisyeyeSupportFile", "Builds the fisheye lens support file (sends nothing)", {},
            "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
            SupportFile(&F::FormatFisyeyeSupportFile)),
         Op("FormatProjectionSupportFile", "Builds the projection lens support file (sends nothing)",
-           "", "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
+           {}, "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
            SupportFile(&F::FormatProjectionSupportFile)),
     };
 }
