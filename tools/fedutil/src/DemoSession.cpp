@@ -5,9 +5,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -84,6 +87,160 @@ std::string Timestamp(const std::string& text) {
     }
     return text + " (" + when + ")";
 }
+
+// ---- What the simulator received and how the demo shows itself ----
+
+// One exchange of the transcript the simulator writes (a JSON line per answered exchange).
+struct ReceivedExchange {
+    std::string service;  // "arbitrator", "federation-reads", ...
+    int port = 0;
+    std::string method;
+    std::string target;  // path and query as sent
+    std::string request;
+    int status = 0;  // 0: no answer was sent
+    std::vector<std::string> flags;
+    bool ok = true;  // nothing about the request was a problem for the service
+
+    // The target without its query.
+    std::string Path() const { return target.substr(0, target.find('?')); }
+};
+
+// The exchanges of the transcript at `path` after its first `seen` lines, oldest first; `seen`
+// then counts the lines read. A line still being written is left for the next call.
+std::vector<ReceivedExchange> ReadTranscript(const std::string& path, size_t& seen) {
+    std::vector<ReceivedExchange> exchanges;
+    std::ifstream in(path, std::ios::binary);
+    std::string line;
+    for (size_t index = 0; std::getline(in, line) && !in.eof(); ++index) {
+        if (index < seen) {
+            continue;
+        }
+        const auto exchange = ParseStrict(line);
+        if (!exchange || !exchange->isObject()) {
+            break;
+        }
+        ReceivedExchange entry;
+        entry.service = (*exchange)["service"].asString();
+        entry.port = (*exchange)["port"].asInt();
+        entry.method = (*exchange)["method"].asString();
+        entry.target = (*exchange)["target"].asString();
+        entry.request = (*exchange)["request"].asString();
+        entry.status = (*exchange)["status"].isInt() ? (*exchange)["status"].asInt() : 0;
+        for (const Json::Value& flag : (*exchange)["flags"]) {
+            entry.flags.push_back(flag.asString());
+        }
+        entry.ok = (*exchange)["ok"].asBool();
+        exchanges.push_back(std::move(entry));
+        seen = index + 1;
+    }
+    return exchanges;
+}
+
+// "812 B", "9.1 kB".
+std::string ByteSize(size_t bytes) {
+    if (bytes < 1024) {
+        return std::to_string(bytes) + " B";
+    }
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.1f kB", static_cast<double>(bytes) / 1024.0);
+    return text;
+}
+
+// Every exchange the services received, grouped by service in port order.
+void PrintReceived(std::ostream& out, const Style& style,
+                   const std::vector<ReceivedExchange>& exchanges) {
+    out << '\n'
+        << style.Paint("What each service received", Tone::Strong) << " (" << exchanges.size()
+        << (exchanges.size() == 1 ? " exchange" : " exchanges") << ")\n";
+    std::map<int, std::vector<const ReceivedExchange*>> by_port;
+    for (const auto& exchange : exchanges) {
+        by_port[exchange.port].push_back(&exchange);
+    }
+    TextTable table({"service", "port", "request", "status", "sent", "the service noted"});
+    table.AlignRight(1);
+    table.AlignRight(3);
+    table.AlignRight(4);
+    table.LimitWidth(2, 66);
+    for (const auto& [port, entries] : by_port) {
+        bool first = true;
+        for (const ReceivedExchange* entry : entries) {
+            const bool answered_ok = entry->status >= 200 && entry->status < 300;
+            const Tone notes = entry->ok ? Tone::Dim : Tone::Bad;
+            table.AddRow({first ? Cell(entry->service) : Cell(), first ? std::to_string(port) : "",
+                          entry->method + " " + entry->target,
+                          Cell(entry->status == 0 ? "none" : std::to_string(entry->status),
+                               answered_ok ? Tone::Plain : Tone::Bad),
+                          ByteSize(entry->request.size()),
+                          Cell(entry->flags.empty() ? "" : entry->flags[0], notes)});
+            // One note a line keeps the columns readable.
+            for (size_t i = 1; i < entry->flags.size(); ++i) {
+                table.AddRow({"", "", "", "", "", Cell(entry->flags[i], notes)});
+            }
+            first = false;
+        }
+    }
+    if (!table.Empty()) {
+        table.Print(out, style);
+    }
+}
+
+struct StepRecord {
+    int number = 0;
+    std::string title;      // "read the member servers"
+    std::string operation;  // "LoadFdrAutonomyListSetting"
+    std::optional<int> result;
+    bool passed = false;
+    std::string detail;
+};
+
+// One aligned row per step as it completes (#, step, operation, result, check, what came
+// back): the widths are fixed up front.
+struct StepPrinter {
+    std::ostream& out;
+    Style style;
+    size_t title_width;
+    size_t operation_width;
+
+    void Line(const std::vector<Cell>& cells) const {
+        out << TableLine(style, cells, {2, title_width, operation_width, 6, 6, 0},
+                         {true, false, false, true, false, false})
+            << std::endl;
+    }
+    void Header() const {
+        Line({"#", Cell("step", Tone::Strong), Cell("operation", Tone::Strong),
+              Cell("result", Tone::Strong), Cell("check", Tone::Strong),
+              Cell("what came back", Tone::Strong)});
+    }
+    void Row(const StepRecord& step) const {
+        const Cell result = step.result ? Cell(std::to_string(*step.result),
+                                               *step.result == 0 ? Tone::Plain : Tone::Warn)
+                                        : Cell("-", Tone::Dim);
+        Line({std::to_string(step.number), step.title, Cell(step.operation, Tone::Dim), result,
+              step.passed ? Cell("ok", Tone::Good) : Cell("FAILED", Tone::Bad),
+              Cell(step.detail, step.passed ? Tone::Plain : Tone::Bad)});
+    }
+};
+
+// "demo: 23 steps, 23 ok" or "demo: 23 steps, 21 ok, 2 failed (7, 12)".
+std::string SummaryLine(const std::vector<StepRecord>& steps) {
+    std::string failed;
+    size_t passed = 0;
+    for (const auto& step : steps) {
+        if (step.passed) {
+            ++passed;
+        } else {
+            failed += (failed.empty() ? "" : ", ") + std::to_string(step.number);
+        }
+    }
+    std::string line =
+        "demo: " + std::to_string(steps.size()) + " steps, " + std::to_string(passed) + " ok";
+    if (!failed.empty()) {
+        line += ", " + std::to_string(steps.size() - passed) + " failed (" + failed + ")";
+    }
+    return line;
+}
+
+// ---- The session ----
 
 struct DemoSettings {
     std::string client_id = "recorder";  // the simulator's sample client

@@ -491,57 +491,6 @@ class SimulatorProcess {
     int admin_port_ = 0;
 };
 
-// ---- DemoReport: what the simulator received and how the demo shows itself ----
-
-// One exchange of the transcript the simulator writes (a JSON line per answered exchange).
-struct ReceivedExchange {
-    std::string service;  // "arbitrator", "federation-reads", ...
-    int port = 0;
-    std::string method;
-    std::string target;  // path and query as sent
-    std::string request;
-    int status = 0;  // 0: no answer was sent
-    std::vector<std::string> flags;
-    bool ok = true;  // nothing about the request was a problem for the service
-
-    // The target without its query.
-    std::string Path() const { return target.substr(0, target.find('?')); }
-};
-
-// The exchanges of the transcript at `path` after its first `seen` lines, oldest first; `seen`
-// then counts the lines read. A line still being written is left for the next call.
-std::vector<ReceivedExchange> ReadTranscript(const std::string& path, size_t& seen);
-
-struct StepRecord {
-    int number = 0;
-    std::string title;      // "read the member servers"
-    std::string operation;  // "LoadFdrAutonomyListSetting"
-    std::optional<int> result;
-    bool passed = false;
-    std::string detail;
-};
-
-// One aligned row per step as it completes; the widths are fixed up front.
-struct StepPrinter {
-    std::ostream& out;
-    Style style;
-    size_t title_width;
-    size_t operation_width;
-
-    void Header() const;
-    void Row(const StepRecord& step) const;
-};
-
-// Every exchange the services received, grouped by service in port order.
-void PrintReceived(std::ostream& out, const Style& style,
-                   const std::vector<ReceivedExchange>& exchanges);
-
-// "demo: 23 steps, 23 ok" or "demo: 23 steps, 21 ok, 2 failed (7, 12)".
-std::string SummaryLine(const std::vector<StepRecord>& steps);
-
-// "812 B", "9.1 kB".
-std::string ByteSize(size_t bytes);
-
 // ---- DemoSession: `fedutil demo`, a recording server's session played through the library
 // against the simulator, each step judged by what it is documented to do and by what the
 // services received ----
