@@ -184,11 +184,7 @@ void PrintReceived(std::ostream& out, const Style& style,
     }
 }
 
-struct StepRecord {
-    int number = 0;
-    std::string title;      // "read the member servers"
-    std::string operation;  // "LoadFdrAutonomyListSetting"
-    std::optional<int> result;
+struct StepOutcome {
     bool passed = false;
     std::string detail;
 };
@@ -211,34 +207,15 @@ struct StepPrinter {
               Cell("result", Tone::Strong), Cell("check", Tone::Strong),
               Cell("what came back", Tone::Strong)});
     }
-    void Row(const StepRecord& step) const {
-        const Cell result = step.result ? Cell(std::to_string(*step.result),
-                                               *step.result == 0 ? Tone::Plain : Tone::Warn)
-                                        : Cell("-", Tone::Dim);
-        Line({std::to_string(step.number), step.title, Cell(step.operation, Tone::Dim), result,
-              step.passed ? Cell("ok", Tone::Good) : Cell("FAILED", Tone::Bad),
-              Cell(step.detail, step.passed ? Tone::Plain : Tone::Bad)});
+    void Row(int number, const char* title, const char* operation, std::optional<int> result,
+             const StepOutcome& outcome) const {
+        Line({std::to_string(number), title, Cell(operation, Tone::Dim),
+              result ? Cell(std::to_string(*result), *result == 0 ? Tone::Plain : Tone::Warn)
+                     : Cell("-", Tone::Dim),
+              outcome.passed ? Cell("ok", Tone::Good) : Cell("FAILED", Tone::Bad),
+              Cell(outcome.detail, outcome.passed ? Tone::Plain : Tone::Bad)});
     }
 };
-
-// "demo: 23 steps, 23 ok" or "demo: 23 steps, 21 ok, 2 failed (7, 12)".
-std::string SummaryLine(const std::vector<StepRecord>& steps) {
-    std::string failed;
-    size_t passed = 0;
-    for (const auto& step : steps) {
-        if (step.passed) {
-            ++passed;
-        } else {
-            failed += (failed.empty() ? "" : ", ") + std::to_string(step.number);
-        }
-    }
-    std::string line =
-        "demo: " + std::to_string(steps.size()) + " steps, " + std::to_string(passed) + " ok";
-    if (!failed.empty()) {
-        line += ", " + std::to_string(steps.size() - passed) + " failed (" + failed + ")";
-    }
-    return line;
-}
 
 // ---- The session ----
 
@@ -255,11 +232,6 @@ struct ExpectedExchange {
     std::string method;
     std::string path;
     size_t count = 1;
-};
-
-struct StepOutcome {
-    bool passed = false;
-    std::string detail;
 };
 
 // The host's session: what it has learnt so far, and the current step's bookkeeping.
@@ -739,9 +711,11 @@ const Step kSteps[] = {
      }},
 };
 
-// Plays the steps one after the other, printing each row as its step ends.
-std::vector<StepRecord> PlaySteps(Session& s, const StepPrinter& printer) {
-    std::vector<StepRecord> records;
+// Plays the steps one after the other, printing each row as its step ends; returns the numbers
+// of the steps that failed.
+std::vector<int> PlaySteps(Session& s, const StepPrinter& printer) {
+    std::vector<int> failed;
+    int number = 0;
     for (const Step& step : kSteps) {
         s.result.reset();
         s.expected.clear();
@@ -754,17 +728,12 @@ std::vector<StepRecord> PlaySteps(Session& s, const StepPrinter& printer) {
                                   path.substr(0, path.find('?'))});
         }
 
-        StepRecord record;
-        record.number = static_cast<int>(records.size() + 1);
-        record.title = step.title;
-        record.operation = step.operation;
         StepOutcome outcome;
         try {
             outcome = step.play(s);
         } catch (const std::exception& error) {
             outcome = {false, "raised an exception: " + std::string(error.what())};
         }
-        record.result = s.result;
         if (const std::string problem = s.CheckExchanges(); !problem.empty() && outcome.passed) {
             outcome = {false, problem};
         }
@@ -777,12 +746,24 @@ std::vector<StepRecord> PlaySteps(Session& s, const StepPrinter& printer) {
         if (!outcome.passed && !s.console.empty()) {
             outcome.detail += " [library: " + s.console.back() + "]";
         }
-        record.passed = outcome.passed;
-        record.detail = outcome.detail;
-        printer.Row(record);
-        records.push_back(std::move(record));
+        printer.Row(++number, step.title, step.operation, s.result, outcome);
+        if (!outcome.passed) {
+            failed.push_back(number);
+        }
     }
-    return records;
+    return failed;
+}
+
+// "demo: 23 steps, 23 ok" or "demo: 23 steps, 21 ok, 2 failed (7, 12)".
+std::string SummaryLine(const std::vector<int>& failed) {
+    const size_t steps = std::size(kSteps);
+    std::string line = "demo: " + std::to_string(steps) + " steps, " +
+                       std::to_string(steps - failed.size()) + " ok";
+    for (size_t i = 0; i < failed.size(); ++i) {
+        line += (i == 0 ? ", " + std::to_string(failed.size()) + " failed (" : ", ") +
+                std::to_string(failed[i]);
+    }
+    return failed.empty() ? line : line + ")";
 }
 
 }  // namespace
@@ -883,7 +864,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
     const StepPrinter printer{out, style, title_width, operation_width};
     printer.Header();
     Session session(library.Federation(), settings);
-    const std::vector<StepRecord> steps = PlaySteps(session, printer);
+    const std::vector<int> failed = PlaySteps(session, printer);
 
     if (simulator) {
         if (!keep) {
@@ -892,8 +873,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
         size_t from_start = 0;
         PrintReceived(out, style, ReadTranscript(settings.transcript, from_start));
     }
-    const bool all_passed =
-        std::all_of(steps.begin(), steps.end(), [](const StepRecord& step) { return step.passed; });
+    const bool all_passed = failed.empty();
     keep_folder = keep_folder || !all_passed;
     if (keep_folder) {
         out << '\n'
@@ -912,7 +892,7 @@ int RunDemoIn(const CommandLine& line, const std::string& folder, bool& keep_fol
                            Tone::Dim)
             << '\n';
     }
-    out << '\n' << style.Paint(SummaryLine(steps), all_passed ? Tone::Good : Tone::Bad) << '\n';
+    out << '\n' << style.Paint(SummaryLine(failed), all_passed ? Tone::Good : Tone::Bad) << '\n';
     return all_passed ? 0 : 1;
 }
 
