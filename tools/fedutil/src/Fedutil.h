@@ -63,7 +63,8 @@ struct OutputError : Failure {
     explicit OutputError(const std::string& message) : Failure(message, kExitCantCreate) {}
 };
 
-// ---- ResultCodes: what an operation's result means, and the exit status made of it ----
+// ---- Result codes (OutcomePrinter): what an operation's result means, and the exit status made of
+// it ----
 
 enum class ResultKind {
     AlwaysZero,            // by design; the caller checks the output instead
@@ -398,9 +399,6 @@ const std::vector<OperationSpec>& AllOperations();
 // "loadfdrchannelsetting", "load-fdr-channel-setting". Null when none does.
 const OperationSpec* FindOperation(const std::string& typed);
 
-// "load-fdr-channel-setting" for "LoadFdrChannelSetting".
-std::string KebabName(const std::string& name);
-
 // ---- OutcomePrinter: what an operation produced, for a reader or as JSON ----
 
 // The result line, then the outputs: texts, member and channel tables, the produced text
@@ -413,15 +411,6 @@ void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& op
 //  "library_console"}; member and channel outputs in the formats the record files use.
 std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& outcome,
                         const std::string& library_path);
-
-// Writes `text` to `path` exactly. Throws OutputError.
-void WriteOutputFile(const std::string& path, const std::string& text);
-
-// ---- HelpText ----
-
-std::string OverviewHelp();
-std::string OperationHelp(const OperationSpec& operation);
-std::string DemoHelp(const std::vector<OptionSpec>& demo_options);
 
 // ---- FederationLibrary: libfederateutil.so.1 loaded as a recording server loads it: dlopen,
 // the factory, and QueryInterface for the federation interface ----

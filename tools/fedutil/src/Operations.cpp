@@ -381,16 +381,4 @@ const OperationSpec* FindOperation(const std::string& typed) {
     return nullptr;
 }
 
-std::string KebabName(const std::string& name) {
-    std::string kebab;
-    for (size_t i = 0; i < name.size(); ++i) {
-        const unsigned char c = static_cast<unsigned char>(name[i]);
-        if (std::isupper(c) && i > 0) {
-            kebab += '-';
-        }
-        kebab += static_cast<char>(std::tolower(c));
-    }
-    return kebab;
-}
-
 }  // namespace fedutil
