@@ -156,11 +156,8 @@ void PrintReceived(std::ostream& out, const Style& style,
     for (const auto& exchange : exchanges) {
         by_port[exchange.port].push_back(&exchange);
     }
-    TextTable table({"service", "port", "request", "status", "sent", "the service noted"});
-    table.AlignRight(1);
-    table.AlignRight(3);
-    table.AlignRight(4);
-    table.LimitWidth(2, 66);
+    TextTable table({"service", "port", "request", "status", "sent", "the service noted"},
+                    {false, true, false, true, true}, {0, 0, 66});
     for (const auto& [port, entries] : by_port) {
         bool first = true;
         for (const ReceivedExchange* entry : entries) {

@@ -119,11 +119,10 @@ struct Cell {
 
 class TextTable {
   public:
-    explicit TextTable(std::vector<std::string> headers);
-
-    void AlignRight(size_t column);
-    // Cells wider than `width` are cut with "…".
-    void LimitWidth(size_t column, size_t width);
+    // The columns `right` are aligned right; cells wider than their column's `limits` (0 for
+    // none) are cut with "…".
+    explicit TextTable(std::vector<std::string> headers, std::vector<bool> right = {},
+                       std::vector<size_t> limits = {});
     void AddRow(std::vector<Cell> row);
     bool Empty() const { return rows_.empty(); }
 

@@ -88,22 +88,17 @@ namespace {
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 
 std::string LensOf(const ChannelObj& channel) {
-    if (channel.fisheye.fisheye_type != -1) {
-        return "fisheye " + std::to_string(channel.fisheye.fisheye_type);
-    }
-    if (channel.projection.projection_type != 0) {
-        return "projection " + std::to_string(channel.projection.projection_type);
-    }
-    return "plain";
+    const int fisheye = channel.fisheye.fisheye_type,
+              projection = channel.projection.projection_type;
+    return fisheye != -1     ? "fisheye " + std::to_string(fisheye)
+           : projection != 0 ? "projection " + std::to_string(projection)
+                             : "plain";
 }
 
 std::string AddressOf(const ChannelObj& channel) {
     const auto& network = channel.network_setting;
-    if (network.lan_addr.empty()) {
-        return "";
-    }
-    return network.lan_port != 0 ? network.lan_addr + ":" + std::to_string(network.lan_port)
-                                 : network.lan_addr;
+    const bool port = !network.lan_addr.empty() && network.lan_port != 0;
+    return network.lan_addr + (port ? ":" + std::to_string(network.lan_port) : "");
 }
 
 // A heading with its count, then the table unless it is empty.
@@ -117,9 +112,8 @@ void PrintTable(std::ostream& out, const Style& style, const std::string& headin
 
 void PrintMembers(std::ostream& out, const Style& style,
                   const DravoAgentData::AutonomyList& members) {
-    TextTable table({"lid", "name", "address", "user", "mode", "group", "mac", "added"});
-    table.AlignRight(5);
-    table.LimitWidth(1, 28);
+    TextTable table({"lid", "name", "address", "user", "mode", "group", "mac", "added"},
+                    {false, false, false, false, false, true}, {0, 28});
     for (const auto& member : members.autonomy_list) {
         if (member) {
             table.AddRow({member->autonomy_lid, member->autonomy_lname, member->address,
@@ -133,10 +127,7 @@ void PrintMembers(std::ostream& out, const Style& style,
 
 void PrintChannels(std::ostream& out, const Style& style, const std::string& lid,
                    const ChannelObjList& channels) {
-    TextTable table({"index", "name", "guid", "camera", "lens", "address"});
-    table.AlignRight(0);
-    table.LimitWidth(1, 28);
-    table.LimitWidth(3, 28);
+    TextTable table({"index", "name", "guid", "camera", "lens", "address"}, {true}, {0, 28, 0, 28});
     for (const auto& channel : channels) {
         if (channel) {
             const auto& maker = channel->manufacturer;

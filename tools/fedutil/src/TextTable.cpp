@@ -70,15 +70,11 @@ std::string Ellipsize(const std::string& text, size_t width) {
     return out + "…";
 }
 
-TextTable::TextTable(std::vector<std::string> headers)
-    : headers_(std::move(headers)), right_(headers_.size(), false), limits_(headers_.size(), 0) {}
-
-void TextTable::AlignRight(size_t column) {
-    right_.at(column) = true;
-}
-
-void TextTable::LimitWidth(size_t column, size_t width) {
-    limits_.at(column) = width;
+TextTable::TextTable(std::vector<std::string> headers, std::vector<bool> right,
+                     std::vector<size_t> limits)
+    : headers_(std::move(headers)), right_(std::move(right)), limits_(std::move(limits)) {
+    right_.resize(headers_.size(), false);
+    limits_.resize(headers_.size(), 0);
 }
 
 void TextTable::AddRow(std::vector<Cell> row) {
