@@ -142,12 +142,11 @@ void PrintChannels(std::ostream& out, const Style& style, const std::string& lid
                Plural(channels.size(), "channel", "channels"), table);
 }
 
+// Every operation that produces a text takes --output.
 void PrintDocument(std::ostream& out, const Style& style, const std::string& name,
-                   const std::string& text, bool has_output_option) {
-    std::string heading = name + " (" + Plural(text.size(), "byte", "bytes");
-    if (has_output_option && !text.empty()) {
-        heading += "; --output FILE writes the exact text";
-    }
+                   const std::string& text) {
+    const std::string heading = name + " (" + Plural(text.size(), "byte", "bytes") +
+                                (text.empty() ? "" : "; --output FILE writes the exact text");
     out << '\n' << style.Paint(heading + ")", Tone::Strong) << '\n';
     if (text.empty()) {
         out << style.Paint("  (empty)", Tone::Dim) << '\n';
@@ -172,13 +171,12 @@ bool OnlyServiceEcho(const std::vector<std::string>& console) {
     return true;
 }
 
-bool HasOption(const OperationSpec& operation, const char* name) {
-    for (const auto& option : operation.options) {
-        if (std::strcmp(option.name, name) == 0) {
-            return true;
-        }
+JsonTree StringArray(const std::vector<std::string>& lines) {
+    JsonTree array = JsonTree(cJSON_CreateArray());
+    for (const auto& line : lines) {
+        Append(array.get(), JsonTree(cJSON_CreateString(line.c_str())));
     }
-    return false;
+    return array;
 }
 
 }  // namespace
@@ -208,8 +206,7 @@ void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& op
         PrintChannels(out, style, outcome.channels_lid, *outcome.channels);
     }
     if (outcome.document) {
-        PrintDocument(out, style, outcome.document_name, *outcome.document,
-                      HasOption(operation, "--output"));
+        PrintDocument(out, style, outcome.document_name, *outcome.document);
     }
     if (!outcome.notes.empty()) {
         out << '\n';
@@ -252,16 +249,8 @@ std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& 
     }
     Add(root.get(), "outputs", std::move(outputs));
 
-    JsonTree notes = JsonTree(cJSON_CreateArray());
-    for (const auto& note : outcome.notes) {
-        Append(notes.get(), JsonTree(cJSON_CreateString(note.c_str())));
-    }
-    Add(root.get(), "notes", std::move(notes));
-    JsonTree console = JsonTree(cJSON_CreateArray());
-    for (const auto& line : outcome.console) {
-        Append(console.get(), JsonTree(cJSON_CreateString(line.c_str())));
-    }
-    Add(root.get(), "library_console", std::move(console));
+    Add(root.get(), "notes", StringArray(outcome.notes));
+    Add(root.get(), "library_console", StringArray(outcome.console));
     return PrettyJson(root.get()) + "\n";
 }
 
