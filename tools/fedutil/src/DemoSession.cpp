@@ -24,6 +24,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using MemberRecord = DravoAgentData::AutonomyList::AutonomyListObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
+using Members = DravoAgentData::AutonomyList;
+using F = ICentralizedServer;
 
 constexpr auto kTranscriptWait = std::chrono::seconds(3);
 constexpr char kNewServerMode[] = "centralized";
@@ -264,6 +266,11 @@ struct Session {
         }
         return value;
     }
+    // Calls the interface's `method` with `args`.
+    template <typename... Params, typename... Args>
+    void Call(int (ICentralizedServer::*method)(Params...), Args&&... args) {
+        Call([&](ICentralizedServer& f) { return (f.*method)(args...); });
+    }
 
     // A failed result explained, else `detail` as passed.
     StepOutcome Judge(ResultKind kind, std::string detail) const {
@@ -380,13 +387,12 @@ StepOutcome JudgeSupportFile(const std::string& text, const char* root, size_t b
 }
 
 // A step that reports the changed member through `notify`.
-template <typename Notify>
-StepOutcome ReportChangedMember(Session& s, Notify notify, bool with_firmware) {
+StepOutcome ReportChangedMember(Session& s, int (F::*notify)(Members&), bool with_firmware) {
     auto changed = ChangedMember(s.Member(1));
     if (changed.autonomy_list.empty()) {
         return {false, "no member to change"};
     }
-    s.Call([&](ICentralizedServer& f) { return notify(f, changed); });
+    s.Call(notify, changed);
     const auto& member = *changed.autonomy_list[0];
     return {*s.result == 0, "member " + member.autonomy_lid +
                                 (with_firmware ? " now on firmware " + member.firmware : "")};
@@ -394,14 +400,13 @@ StepOutcome ReportChangedMember(Session& s, Notify notify, bool with_firmware) {
 
 // A step that reports the last member's removal through `notify`. Once the arbitrator knows,
 // the host forgets the member (`forget`): the failover information no longer lists it.
-template <typename Notify>
-StepOutcome ReportRemovedMember(Session& s, Notify notify, bool forget) {
+StepOutcome ReportRemovedMember(Session& s, int (F::*notify)(std::string&), bool forget) {
     auto member = s.LastMember();
     if (!member) {
         return {false, "no member to remove"};
     }
     std::string lid = member->autonomy_lid;
-    s.Call([&](ICentralizedServer& f) { return notify(f, lid); });
+    s.Call(notify, lid);
     if (forget && *s.result == 0) {
         s.members.autonomy_list.pop_back();
     }
@@ -420,7 +425,7 @@ const Step kSteps[] = {
     {"get an access token", "AuthGetToken",
      [](Session& s) -> StepOutcome {
          std::string id = s.settings.client_id, secret = s.settings.client_secret;
-         s.Call([&](ICentralizedServer& f) { return f.AuthGetToken(id, secret, s.access_token); });
+         s.Call(&F::AuthGetToken, id, secret, s.access_token);
          if (s.access_token.empty()) {
              return {false, "no access token was issued"};
          }
@@ -429,7 +434,7 @@ const Step kSteps[] = {
     {"refresh the access token", "AuthRefreshToken",
      [](Session& s) -> StepOutcome {
          std::string id = s.settings.client_id, secret = s.settings.client_secret, token;
-         s.Call([&](ICentralizedServer& f) { return f.AuthRefreshToken(id, secret, token); });
+         s.Call(&F::AuthRefreshToken, id, secret, token);
          if (token.empty()) {
              return {false, "no access token was issued"};
          }
@@ -441,7 +446,7 @@ const Step kSteps[] = {
      }},
     {"read the federation's GUID", "LoadFdrFederateSetting",
      [](Session& s) -> StepOutcome {
-         s.Call([&](ICentralizedServer& f) { return f.LoadFdrFederateSetting(s.guid); });
+         s.Call(&F::LoadFdrFederateSetting, s.guid);
          if (*s.result != 0) {
              return s.Judge(ResultKind::RequestOrParser, "");
          }
@@ -449,7 +454,7 @@ const Step kSteps[] = {
      }},
     {"read the member servers", "LoadFdrAutonomyListSetting",
      [](Session& s) -> StepOutcome {
-         s.Call([&](ICentralizedServer& f) { return f.LoadFdrAutonomyListSetting(s.members); });
+         s.Call(&F::LoadFdrAutonomyListSetting, s.members);
          if (*s.result == 0 && s.members.autonomy_list.empty()) {
              return {false, "the federation has no members"};
          }
@@ -469,9 +474,7 @@ const Step kSteps[] = {
          size_t fisheye = 0;
          for (const auto& member : s.members.autonomy_list) {
              ChannelObjList channels;
-             s.Call([&](ICentralizedServer& f) {
-                 return f.LoadFdrChannelSetting(member->autonomy_lid, channels);
-             });
+             s.Call(&F::LoadFdrChannelSetting, member->autonomy_lid, channels);
              if (*s.result != 0) {
                  return {false, "member " + member->autonomy_lid + ": " +
                                     DescribeResult(*s.result, ResultKind::RequestOrParser)};
@@ -495,9 +498,7 @@ const Step kSteps[] = {
              s.expected.clear();
              return {false, "skipped: the channels could not be loaded"};
          }
-         s.Call([&](ICentralizedServer& f) {
-             return f.SaveFdrAllChannelsSetting(s.members, s.channels);
-         });
+         s.Call(&F::SaveFdrAllChannelsSetting, s.members, s.channels);
          return s.Judge(ResultKind::RequestOrServiceCode,
                         Plural(s.channels.size(), "channel", "channels") + " stored, " +
                             Plural(s.members.autonomy_list.size(), "member", "members") +
@@ -524,9 +525,7 @@ const Step kSteps[] = {
              status->recorded_statistic = {2, 512, 30, 40960};
              statuses.push_back(status);
          }
-         s.Call([&](ICentralizedServer& f) {
-             return f.NotifyArbitratorCameraStatusChange(lid, statuses);
-         });
+         s.Call(&F::NotifyArbitratorCameraStatusChange, lid, statuses);
          return {*s.result == 0,
                  Plural(statuses.size(), "channel", "channels") + " of member " + lid + " live"};
      }},
@@ -539,63 +538,31 @@ const Step kSteps[] = {
                  channels.push_back(channel);
              }
          }
-         s.Call([&](ICentralizedServer& f) {
-             return f.NotifyArbitratorCameraListChange(lid, channels);
-         });
+         s.Call(&F::NotifyArbitratorCameraListChange, lid, channels);
          return {*s.result == 0,
                  Plural(channels.size(), "channel", "channels") + " of member " + lid};
      }},
     {"ask for a channel list refresh", "NotifyArbitratorCameraListRefresh",
      [](Session& s) -> StepOutcome {
          const std::string lid = s.FirstLid();
-         s.Call([&](ICentralizedServer& f) { return f.NotifyArbitratorCameraListRefresh(lid); });
+         s.Call(&F::NotifyArbitratorCameraListRefresh, lid);
          return {*s.result == 0, "member " + lid};
      }},
     {"announce the refresh is ready", "NotifyArbitratorRefreshReady",
      [](Session& s) -> StepOutcome {
-         s.Call([](ICentralizedServer& f) { return f.NotifyArbitratorRefreshReady(); });
+         s.Call(&F::NotifyArbitratorRefreshReady);
          return {*s.result == 0, "empty body, as the arbitrator expects"};
      }},
     {"log a member change", "NotifyLogUpdateAutonomy",
-     [](Session& s) {
-         return ReportChangedMember(
-             s, [](ICentralizedServer& f, auto& list) { return f.NotifyLogUpdateAutonomy(list); },
-             true);
-     }},
+     [](Session& s) { return ReportChangedMember(s, &F::NotifyLogUpdateAutonomy, true); }},
     {"tell the arbitrator of the change", "NotifyArbitratorAutonomyChange",
-     [](Session& s) {
-         return ReportChangedMember(
-             s,
-             [](ICentralizedServer& f, auto& list) {
-                 return f.NotifyArbitratorAutonomyChange(list);
-             },
-             false);
-     }},
+     [](Session& s) { return ReportChangedMember(s, &F::NotifyArbitratorAutonomyChange, false); }},
     {"tell video management of the change", "NotifyDravoServerAutonomyChange",
-     [](Session& s) {
-         return ReportChangedMember(
-             s,
-             [](ICentralizedServer& f, auto& list) {
-                 return f.NotifyDravoServerAutonomyChange(list);
-             },
-             false);
-     }},
+     [](Session& s) { return ReportChangedMember(s, &F::NotifyDravoServerAutonomyChange, false); }},
     {"log a member removal", "NotifyLogRemoveAutonomy",
-     [](Session& s) {
-         return ReportRemovedMember(
-             s,
-             [](ICentralizedServer& f, std::string& lid) { return f.NotifyLogRemoveAutonomy(lid); },
-             false);
-     }},
+     [](Session& s) { return ReportRemovedMember(s, &F::NotifyLogRemoveAutonomy, false); }},
     {"tell the arbitrator of the removal", "NotifyArbitratorRemoveAutonomy",
-     [](Session& s) {
-         return ReportRemovedMember(
-             s,
-             [](ICentralizedServer& f, std::string& lid) {
-                 return f.NotifyArbitratorRemoveAutonomy(lid);
-             },
-             true);
-     }},
+     [](Session& s) { return ReportRemovedMember(s, &F::NotifyArbitratorRemoveAutonomy, true); }},
     {"apply a new autonomy mode", "NotifyArbitratorAutoModeChange",
      [](Session& s) -> StepOutcome {
          auto member = s.Member(0);
@@ -609,9 +576,7 @@ const Step kSteps[] = {
          info.password = member->password;
          info.address = member->address;
          info.group = member->group_id;
-         s.Call([&](ICentralizedServer& f) {
-             return f.NotifyArbitratorAutoModeChange(info, kNewServerMode);
-         });
+         s.Call(&F::NotifyArbitratorAutoModeChange, info, kNewServerMode);
          return {*s.result == 0, "member " + info.lid + " to \"" + kNewServerMode +
                                      "\", password sent base64-encoded"};
      }},
@@ -620,14 +585,13 @@ const Step kSteps[] = {
          // The host composes this body itself; the library hands it on unchanged.
          const std::string body = std::string(R"({"autonomy_mode":")") + kNewServerMode +
                                   R"(","autonomy_lid":")" + s.FirstLid() + R"("})";
-         s.Call([&](ICentralizedServer& f) { return f.ChangeAutonomyMode(body); });
+         s.Call(&F::ChangeAutonomyMode, body);
          return s.Judge(ResultKind::RequestCode, "now \"" + std::string(kNewServerMode) + "\"");
      }},
     {"read a user's privileges", "GetFdrPrivilegeByUser",
      [](Session& s) -> StepOutcome {
          std::string user = s.settings.user, second, report;
-         s.Call(
-             [&](ICentralizedServer& f) { return f.GetFdrPrivilegeByUser(user, second, report); });
+         s.Call(&F::GetFdrPrivilegeByUser, user, second, report);
          if (report.empty()) {
              return {false, "no privilege report came back"};
          }
@@ -653,7 +617,7 @@ const Step kSteps[] = {
     {"read the privilege timestamp", "GetFdrPrivilegeTime",
      [](Session& s) -> StepOutcome {
          std::string timestamp;
-         s.Call([&](ICentralizedServer& f) { return f.GetFdrPrivilegeTime(timestamp); });
+         s.Call(&F::GetFdrPrivilegeTime, timestamp);
          if (timestamp.empty()) {
              return {false, "no timestamp came back"};
          }
@@ -670,9 +634,7 @@ const Step kSteps[] = {
              member->machine_model = kModels[index % 3];
              ++index;
          }
-         s.Call([&](ICentralizedServer& f) {
-             return f.FormatFailOverBody(s.members, s.failover_body);
-         });
+         s.Call(&F::FormatFailOverBody, s.members, s.failover_body);
          const auto parsed = ParseStrict(s.failover_body);
          if (!parsed || !(*parsed)["autonomy_list"].isArray()) {
              return {false, "the body is not the expected JSON: " + Ellipsize(s.failover_body, 60)};
@@ -688,7 +650,7 @@ const Step kSteps[] = {
      }},
     {"save the failover information", "SaveFailOverInfo",
      [](Session& s) {
-         s.Call([&](ICentralizedServer& f) { return f.SaveFailOverInfo(s.failover_body); });
+         s.Call(&F::SaveFailOverInfo, s.failover_body);
          return s.Judge(ResultKind::RequestCode, "stored " + ByteSize(s.failover_body.size()));
      }},
     {"produce the fisheye lens catalogue", "FormatFisyeyeSupportFile",
