@@ -165,18 +165,6 @@ std::string DemoHelp(const std::vector<OptionSpec>& demo_options) {
     return out;
 }
 
-// Writes `text` to `path` exactly. Throws OutputError.
-void WriteOutputFile(const std::string& path, const std::string& text) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (out) {
-        out << text;
-        out.flush();
-    }
-    if (!out) {
-        throw OutputError("cannot write " + path + ": " + std::strerror(errno));
-    }
-}
-
 // ---- Running a command ----
 
 int Fail(const std::string& message, int status) {
@@ -241,8 +229,12 @@ int RunOperation(const OperationSpec& operation, const CommandLine& line) {
             PrintOutcome(std::cout, Style::ForDescriptor(1), operation, outcome);
         }
         std::cout.flush();
-        if (line.Has("--output") && outcome.document) {
-            WriteOutputFile(line.Required("--output"), *outcome.document);
+        if (line.Has("--output") && outcome.document) {  // the text exactly as produced
+            std::ofstream file(line.Required("--output"), std::ios::binary | std::ios::trunc);
+            if (!file || !(file << *outcome.document).flush()) {
+                throw OutputError("cannot write " + line.Required("--output") + ": " +
+                                  std::strerror(errno));
+            }
         }
         return ExitStatusForResult(outcome.result);
     } catch (const UsageError& error) {
@@ -269,10 +261,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (line.command.empty()) {
-        if (line.help) {
-            return Help("");
-        }
-        return UsageFailure("no command given", "");
+        return line.help ? Help("") : UsageFailure("no command given", "");
     }
     if (line.command == "help") {
         return Help(line.topic);
