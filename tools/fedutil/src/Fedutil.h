@@ -1,5 +1,5 @@
 // fedutil, the command-line host of libfederateutil.so.1: what its parts offer one another.
-// Each part lives in the .cpp file of the same name.
+// Each section names the .cpp file that holds the part.
 #pragma once
 
 #include <json/json.h>
@@ -29,7 +29,7 @@
 
 namespace fedutil {
 
-// ---- Failures (Errors): each ends a run with its own exit status ----
+// ---- Failures: each ends a run with its own exit status ----
 
 // Exit statuses besides the operation's own result (0..63).
 inline constexpr int kExitUsage = 64;        // bad command line
