@@ -5,18 +5,12 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <sstream>
 
 namespace fedutil {
 
 namespace {
-
-std::string Describe(const std::string& source, const std::string& place,
-                     const std::string& problem) {
-    return source + ": " + (place.empty() ? "" : place + ": ") + problem;
-}
 
 // jsoncpp reports "* Line 3, Column 14\n  Missing ',' or '}' in object declaration\n..."; only
 // the first error is worth showing, as "FILE:3:14: Missing ...".
@@ -70,62 +64,6 @@ Json::Value ParseJsonInput(const std::string& text, const std::string& source) {
         throw InputError(FirstParseError(errors, source));
     }
     return root;
-}
-
-Json::Value ReadJsonFile(const std::string& path) {
-    return ParseJsonInput(ReadInputText(path), path == "-" ? "standard input" : path);
-}
-
-std::string CompactJsonText(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    return Json::writeString(builder, value);
-}
-
-JsonFields::JsonFields(const Json::Value& object, std::string source, std::string where)
-    : object_(object), source_(std::move(source)), where_(std::move(where)) {}
-
-const Json::Value* JsonFields::Get(const char* key) const {
-    const Json::Value* member = object_.find(key, key + std::strlen(key));
-    return member == nullptr || member->isNull() ? nullptr : member;
-}
-
-std::string JsonFields::Place(const char* key) const {
-    return where_.empty() ? key : where_ + "." + key;
-}
-
-std::string JsonFields::Place(const char* key, Json::ArrayIndex index) const {
-    return Place(key) + "[" + std::to_string(index) + "]";
-}
-
-void JsonFields::Fail(const std::string& place, const std::string& problem) const {
-    throw InputError(Describe(source_, place, problem));
-}
-
-void JsonFields::Expect(bool right, const char* key, const char* expected) const {
-    if (!right) {
-        Fail(Place(key), std::string("expected ") + expected);
-    }
-}
-
-const Json::Value* JsonFields::Array(const char* key) const {
-    const Json::Value* member = Get(key);
-    Expect(member == nullptr || member->isArray(), key, "an array");
-    return member;
-}
-
-const Json::Value* JsonFields::Object(const char* key) const {
-    const Json::Value* member = Get(key);
-    Expect(member == nullptr || member->isObject(), key, "an object");
-    return member;
-}
-
-JsonFields ObjectAt(const Json::Value& value, const std::string& source, const std::string& where) {
-    if (!value.isObject()) {
-        throw InputError(Describe(source, where, "expected an object"));
-    }
-    return JsonFields(value, source, where);
 }
 
 }  // namespace fedutil

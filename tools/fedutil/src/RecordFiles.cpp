@@ -1,5 +1,6 @@
 #include "Fedutil.h"
 
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -10,6 +11,116 @@
 namespace fedutil {
 
 namespace {
+
+// ---- Reading typed members, with the place of a problem ----
+
+std::string SourceName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
+}
+
+std::string Describe(const std::string& source, const std::string& place,
+                     const std::string& problem) {
+    return source + ": " + (place.empty() ? "" : place + ": ") + problem;
+}
+
+// The typed members of one JSON object. Every reader leaves its output alone when the key is
+// absent (or null) and throws InputError when the key holds another type:
+// "members.json: autonomy_list[1].group_list: expected an array".
+class JsonFields {
+  public:
+    // `where` is the object's place in the document ("" for the root).
+    JsonFields(const Json::Value& object, std::string source, std::string where)
+        : object_(object), source_(std::move(source)), where_(std::move(where)) {}
+
+    // The member of any type; null when absent.
+    const Json::Value* Get(const char* key) const {
+        const Json::Value* member = object_.find(key, key + std::strlen(key));
+        return member == nullptr || member->isNull() ? nullptr : member;
+    }
+    bool Has(const char* key) const { return Get(key) != nullptr; }
+    // Reads a string, bool, int32_t, uint64_t or double member into `out`; false when absent.
+    template <typename T>
+    bool Read(const char* key, T& out) const {
+        const Json::Value* member = Get(key);
+        if (member == nullptr) {
+            return false;
+        }
+        if constexpr (std::is_same_v<T, std::string>) {
+            Expect(member->isString(), key, "a string");
+            out = member->asString();
+        } else if constexpr (std::is_same_v<T, bool>) {
+            Expect(member->isBool(), key, "true or false");
+            out = member->asBool();
+        } else if constexpr (std::is_same_v<T, int32_t>) {
+            Expect(member->isInt(), key, "a whole number within the 32-bit range");
+            out = member->asInt();
+        } else if constexpr (std::is_same_v<T, uint64_t>) {
+            Expect(member->isUInt64(), key, "a whole number from 0 to 18446744073709551615");
+            out = member->asUInt64();
+        } else {
+            static_assert(std::is_same_v<T, double>);
+            Expect(member->isNumeric() && !member->isBool(), key, "a number");
+            out = member->asDouble();
+        }
+        return true;
+    }
+    // The member when it is an array / an object; null when absent.
+    const Json::Value* Array(const char* key) const {
+        return Typed(key, &Json::Value::isArray, "an array");
+    }
+    const Json::Value* Object(const char* key) const {
+        return Typed(key, &Json::Value::isObject, "an object");
+    }
+
+    // "autonomy_list[1]" for the element `index` of the member `key`.
+    std::string Place(const char* key) const { return where_.empty() ? key : where_ + "." + key; }
+    std::string Place(const char* key, Json::ArrayIndex index) const {
+        return Place(key) + "[" + std::to_string(index) + "]";
+    }
+    const std::string& Source() const { return source_; }
+
+    [[noreturn]] void Fail(const std::string& place, const std::string& problem) const {
+        throw InputError(Describe(source_, place, problem));
+    }
+
+  private:
+    // Fails with "expected <expected>" at `key` unless `right`.
+    void Expect(bool right, const char* key, const char* expected) const {
+        if (!right) {
+            Fail(Place(key), std::string("expected ") + expected);
+        }
+    }
+    const Json::Value* Typed(const char* key, bool (Json::Value::*is)() const,
+                             const char* expected) const {
+        const Json::Value* member = Get(key);
+        Expect(member == nullptr || (member->*is)(), key, expected);
+        return member;
+    }
+
+    const Json::Value& object_;
+    std::string source_;
+    std::string where_;
+};
+
+// The value as an object to read members from, or InputError when it is not an object.
+JsonFields ObjectAt(const Json::Value& value, const std::string& source, const std::string& where) {
+    if (!value.isObject()) {
+        throw InputError(Describe(source, where, "expected an object"));
+    }
+    return JsonFields(value, source, where);
+}
+
+Json::Value ReadJsonFile(const std::string& path) {
+    return ParseJsonInput(ReadInputText(path), SourceName(path));
+}
+
+// Compact JSON text of `value`, numbers exact.
+std::string CompactJsonText(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
 
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
@@ -141,10 +252,6 @@ JsonTree VirtualCamerasJson(const ChannelObj& channel) {
         Append(cameras.get(), std::move(item));
     }
     return cameras;
-}
-
-std::string SourceName(const std::string& path) {
-    return path == "-" ? "standard input" : path;
 }
 
 // A saved answer of a failed request is no list: say so rather than read an empty one.
