@@ -202,15 +202,6 @@ class ConsoleCapture {
     int saved_stdout_ = -1;
 };
 
-// ---- JsonInput: input files and their JSON ----
-
-// The whole content of `path`; "-" is standard input. Throws InputError naming the file.
-std::string ReadInputText(const std::string& path);
-
-// Parses `text` as one JSON value, strictly; `source` names it in messages
-// ("members.json:3:14: ..."). Throws InputError.
-Json::Value ParseJsonInput(const std::string& text, const std::string& source);
-
 // ---- JsonOutput: trees built with the library's own helpers, so that keys keep their order
 // and 64-bit numbers stay exact ----
 
@@ -238,6 +229,13 @@ std::optional<std::string> PrettyJsonText(const std::string& text);
 // back in the same formats, so that what fedutil prints can be fed back to it. Every reader
 // throws InputError with the file name and the place of the problem; "-" is standard input.
 // docs/fedutil.md shows each format. ----
+
+// The whole content of `path`; "-" is standard input. Throws InputError naming the file.
+std::string ReadInputText(const std::string& path);
+
+// Parses `text` as one JSON value, strictly; `source` names it in messages
+// ("members.json:3:14: ..."). Throws InputError.
+Json::Value ParseJsonInput(const std::string& text, const std::string& source);
 
 // {"autonomy_list":[{<"/fdr/Autonomies" element>, <further record members by name>}, ...]}.
 DravoAgentData::AutonomyList ReadMemberFile(const std::string& path);
