@@ -181,7 +181,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args, const Command
 // The options every command accepts.
 const std::vector<OptionSpec>& GlobalOptions();
 
-// ---- ConsoleCapture ----
+// ---- ConsoleCapture (Operations) ----
 // The library writes its diagnostics ("\r[error]n_ret=3", "err_code : 0") to standard output.
 // fedutil keeps them apart from its own output: while a capture is alive, file descriptor 1
 // goes to a temporary file, and the lines are handed back when it ends.
@@ -202,8 +202,8 @@ class ConsoleCapture {
     int saved_stdout_ = -1;
 };
 
-// ---- JsonOutput: trees built with the library's own helpers, so that keys keep their order
-// and 64-bit numbers stay exact ----
+// ---- JSON output (OutcomePrinter): trees built with the library's own helpers, so that keys keep
+// their order and 64-bit numbers stay exact ----
 
 using JsonTree = fdr::jsontree::Tree;
 using fdr::jsontree::AddText;
