@@ -368,8 +368,13 @@ DravoAgentData::AutonomyList ChangedMember(const std::shared_ptr<MemberRecord>& 
     return list;
 }
 
-// Judges a support file: JSON whose `root` key lists as many brands as the catalogue holds.
-StepOutcome JudgeSupportFile(const std::string& text, const char* root, size_t brands) {
+// A step that builds a support file from the sample catalogue through `format`: JSON whose
+// `root` key lists as many brands as the catalogue's.
+StepOutcome SupportFileStep(Session& s, std::string (F::*format)(DravoAgentData::DravoServerInfo&),
+                            const char* root) {
+    auto catalogue = SampleLensCatalogue();
+    const std::string text = s.Call([&](F& f) { return (f.*format)(catalogue); });
+    const size_t brands = (*ParseStrict(kSampleCatalogue))[root].size();
     const auto parsed = ParseStrict(text);
     if (!parsed || !(*parsed)[root].isArray()) {
         return {false, std::string("not the expected {\"") + root + "\":[...]}"};
@@ -655,18 +660,11 @@ const Step kSteps[] = {
      }},
     {"produce the fisheye lens catalogue", "FormatFisyeyeSupportFile",
      [](Session& s) {
-         auto catalogue = SampleLensCatalogue();
-         return JudgeSupportFile(
-             s.Call([&](ICentralizedServer& f) { return f.FormatFisyeyeSupportFile(catalogue); }),
-             "FishEyeParameterTable", catalogue.fisheye_brand_list.size());
+         return SupportFileStep(s, &F::FormatFisyeyeSupportFile, "FishEyeParameterTable");
      }},
     {"produce the projection lens catalogue", "FormatProjectionSupportFile",
      [](Session& s) {
-         auto catalogue = SampleLensCatalogue();
-         return JudgeSupportFile(s.Call([&](ICentralizedServer& f) {
-             return f.FormatProjectionSupportFile(catalogue);
-         }),
-                                 "ProjectionTable", catalogue.projection_brand_list.size());
+         return SupportFileStep(s, &F::FormatProjectionSupportFile, "ProjectionTable");
      }},
 };
 
