@@ -13,10 +13,6 @@ namespace {
 
 constexpr char kSoname[] = "libfederateutil.so.1";
 
-bool Exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
-}
-
 std::string LoadedFileOf(void* handle, const std::string& fallback) {
     link_map* map = nullptr;
     if (dlinfo(handle, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr && map->l_name != nullptr &&
@@ -29,8 +25,8 @@ std::string LoadedFileOf(void* handle, const std::string& fallback) {
 
 // One attempt; on failure returns null and appends the reason to `tried`.
 ICentralizedServer* TryLoad(const std::string& path, std::string& loaded, std::string& tried) {
-    const bool bare_name = path.find('/') == std::string::npos;
-    if (!bare_name && !Exists(path)) {
+    // A bare name is left to the dynamic loader's search.
+    if (path.find('/') != std::string::npos && access(path.c_str(), F_OK) != 0) {
         tried += "\n  " + path + ": not found";
         return nullptr;
     }

@@ -42,13 +42,9 @@ std::string ReadSmallFile(const std::string& path) {
 }
 
 std::string ExitDescription(int status) {
-    if (WIFEXITED(status)) {
-        return "exited with status " + std::to_string(WEXITSTATUS(status));
-    }
-    if (WIFSIGNALED(status)) {
-        return "was ended by signal " + std::to_string(WTERMSIG(status));
-    }
-    return "ended";
+    return WIFEXITED(status)     ? "exited with status " + std::to_string(WEXITSTATUS(status))
+           : WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
+                                 : "ended";
 }
 
 }  // namespace
