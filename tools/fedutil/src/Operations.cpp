@@ -385,6 +385,7 @@ const OperationSpec* FindOperation(const std::string& typed) {
 }
 
 // ---- Console capture ----
+
 namespace {
 
 void FlushStandardOutput() {
