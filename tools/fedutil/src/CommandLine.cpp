@@ -1,6 +1,4 @@
-#include "CommandLine.h"
-
-#include "Errors.h"
+#include "Fedutil.h"
 
 namespace fedutil {
 

@@ -1,4 +1,4 @@
-#include "FederationLibrary.h"
+#include "Fedutil.h"
 
 #include <dlfcn.h>
 #include <link.h>
@@ -7,17 +7,11 @@
 #include <climits>
 #include <filesystem>
 
-#include "Errors.h"
-
 namespace fedutil {
 
 namespace {
 
 constexpr char kSoname[] = "libfederateutil.so.1";
-
-bool Exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
-}
 
 std::string LoadedFileOf(void* handle, const std::string& fallback) {
     link_map* map = nullptr;
@@ -31,8 +25,8 @@ std::string LoadedFileOf(void* handle, const std::string& fallback) {
 
 // One attempt; on failure returns null and appends the reason to `tried`.
 ICentralizedServer* TryLoad(const std::string& path, std::string& loaded, std::string& tried) {
-    const bool bare_name = path.find('/') == std::string::npos;
-    if (!bare_name && !Exists(path)) {
+    // A bare name is left to the dynamic loader's search.
+    if (path.find('/') != std::string::npos && access(path.c_str(), F_OK) != 0) {
         tried += "\n  " + path + ": not found";
         return nullptr;
     }
@@ -73,20 +67,14 @@ std::string ExecutableDirectory() {
     return executable.substr(0, executable.rfind('/'));
 }
 
-std::vector<std::string> DefaultLibraryCandidates() {
-    std::vector<std::string> candidates;
-    const std::string folder = ExecutableDirectory();
-    if (!folder.empty()) {
-        candidates.push_back(folder + "/" FEDUTIL_BUILD_LIBRARY_DIR "/" + kSoname);
-        candidates.push_back(folder + "/" FEDUTIL_INSTALLED_LIBRARY_DIR "/" + kSoname);
-    }
-    candidates.push_back(kSoname);
-    return candidates;
-}
-
 FederationLibrary FederationLibrary::Load(const std::string& path) {
-    const std::vector<std::string> candidates =
-        path.empty() ? DefaultLibraryCandidates() : std::vector<std::string>{path};
+    // By default the build tree's, then the installed tree's, then the dynamic loader's search.
+    std::vector<std::string> candidates{path.empty() ? kSoname : path};
+    if (const std::string folder = ExecutableDirectory(); path.empty() && !folder.empty()) {
+        candidates.insert(candidates.begin(),
+                          {folder + "/" FEDUTIL_BUILD_LIBRARY_DIR "/" + kSoname,
+                           folder + "/" FEDUTIL_INSTALLED_LIBRARY_DIR "/" + kSoname});
+    }
     std::string tried;
     for (const auto& candidate : candidates) {
         std::string loaded;

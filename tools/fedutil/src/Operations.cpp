@@ -1,11 +1,11 @@
-#include "Operations.h"
+#include "Fedutil.h"
+
+#include <unistd.h>
 
 #include <cctype>
+#include <iostream>
 #include <tuple>
 
-#include "Errors.h"
-#include "JsonInput.h"
-#include "RecordFiles.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
@@ -39,48 +39,27 @@ constexpr char kAlwaysZeroSent[] =
 constexpr char kRequestCode[] = "the local client's code: 0 ok, 1..4 failures";
 constexpr char kReadCode[] = "the local client's code, a parser code or the service's err_code";
 
-// How fedutil's help names each service.
-const char* ServicePhrase(fdr::ServiceId service) {
-    switch (service) {
-        case fdr::ServiceId::VideoManagement:
-            return "video-management service";
-        case fdr::ServiceId::ModeArbitration:
-            return "autonomy-mode arbitration";
-        case fdr::ServiceId::Arbitrator:
-            return "arbitrator";
-        case fdr::ServiceId::Token:
-            return "token service";
-        case fdr::ServiceId::Aggregator:
-            return "aggregator";
-        case fdr::ServiceId::FederationWrites:
-        case fdr::ServiceId::FederationReads:
-            return "federation service";
-        case fdr::ServiceId::MemberLog:
-            return "member log service";
-    }
-    return "service";
+// How fedutil's help names a service: the catalogue's name without "central " or " (reads)".
+std::string ServicePhrase(const fdr::LocalService& service) {
+    const std::string name = service.name;
+    const size_t start = name.rfind("central ", 0) == 0 ? 8 : 0;
+    return name.substr(start, name.find(" (") - start);
 }
 
-// "PUT /path to the arbitrator (<port>)<note>"; a GET reads "from the".
-std::string Request(const char* method, const std::string& target, int port,
-                    const char* note = "") {
-    const fdr::LocalService* service = fdr::ServiceOnPort(port);
-    const bool read = std::string(method) == "GET";
-    return std::string(method) + " " + target + (read ? " from the " : " to the ") +
-           (service != nullptr ? ServicePhrase(service->id) : "service") + " (" +
-           std::to_string(port) + ")" + note;
-}
+// The token service's one endpoint.
+constexpr fdr::LocalEndpoint kToken{fdr::HttpMethod::Post, fdr::kTokenServicePort, fdr::kTokenPath,
+                                    fdr::kRequestTimeoutSeconds};
 
-// The endpoint's request, its path followed by `query`.
-std::string Sends(const fdr::LocalEndpoint& endpoint, const char* query = "",
-                  const char* note = "") {
-    return Request(fdr::MethodName(endpoint.method), endpoint.path + std::string(query),
-                   endpoint.port, note);
-}
-
-std::string TokenRequest(const char* grant) {
-    return Request("POST", std::string(fdr::kTokenPath) + " (" + grant + " grant)",
-                   fdr::kTokenServicePort);
+// The endpoint's request: "PUT /path<query> to the arbitrator (<port>)<note>"; a GET reads
+// "from the".
+OperationRequest Sends(const fdr::LocalEndpoint& endpoint, const char* query = "",
+                       const char* note = "") {
+    const std::string method = fdr::MethodName(endpoint.method);
+    const fdr::LocalService* service = fdr::ServiceOnPort(endpoint.port);
+    return {method + " " + endpoint.path + query + (method == "GET" ? " from the " : " to the ") +
+                (service != nullptr ? ServicePhrase(*service) : "service") + " (" +
+                std::to_string(endpoint.port) + ")" + note,
+            &endpoint};
 }
 
 // ---- Inputs, read from the command line before the library is loaded ----
@@ -112,15 +91,28 @@ std::string Body(const CommandLine& line) {
     return TextOrFile(line, "--body", "TEXT");
 }
 
-// An operation whose result is `call(federation, inputs...)`, the inputs read by `readers` in
+ChannelStatusObjList StatusFile(const CommandLine& line) {
+    return ReadChannelStatusFile(line.Required("--statuses"));
+}
+FederateBoxType::AutonomyInfo AutonomyFile(const CommandLine& line) {
+    return ReadAutonomyInfoFile(line.Required("--autonomy"));
+}
+std::string ServerMode(const CommandLine& line) {
+    return line.Required("--server-mode");
+}
+std::string Data(const CommandLine& line) {
+    return TextOrFile(line, "--data", "JSON");
+}
+
+// An operation whose result is `call`'s on the library, its arguments read by `readers` in
 // their order.
-template <typename Call, typename... Readers>
-Run Calling(Call call, Readers... readers) {
+template <typename... Params, typename... Readers>
+Run Calling(int (ICentralizedServer::*call)(Params...), Readers... readers) {
     return [call, readers...](Context& context) {
         Outcome outcome;
         std::tuple<decltype(readers(context.Line()))...> inputs{readers(context.Line())...};
         outcome.result = context.Invoke(outcome, [&](ICentralizedServer& federation) {
-            return std::apply([&](auto&... input) { return call(federation, input...); }, inputs);
+            return std::apply([&](auto&... input) { return (federation.*call)(input...); }, inputs);
         });
         return outcome;
     };
@@ -188,7 +180,7 @@ Run ReadsText(const char* name, const char* empty_note,
     };
 }
 
-OperationSpec Op(const char* name, const char* summary, std::string sends, const char* result,
+OperationSpec Op(const char* name, const char* summary, OperationRequest sends, const char* result,
                  ResultKind kind, std::vector<OptionSpec> options, Run run) {
     return {name, summary, std::move(sends), result, kind, std::move(options), std::move(run)};
 }
@@ -200,26 +192,20 @@ std::vector<OperationSpec> BuildOperations() {
     const ResultKind kCode = ResultKind::RequestCode;
     return {
         Op("NotifyLogAddAutonomy", "Reports member servers added", Sends(ep::kLogAutonomyList),
-           kRequestCode, kCode, {kMembers},
-           Calling([](F& f, Members& members) { return f.NotifyLogAddAutonomy(members); },
-                   MemberFile)),
+           kRequestCode, kCode, {kMembers}, Calling(&F::NotifyLogAddAutonomy, MemberFile)),
         Op("NotifyLogUpdateAutonomy", "Reports member servers updated", Sends(ep::kLogUpdateList),
-           kRequestCode, kCode, {kMembers},
-           Calling([](F& f, Members& members) { return f.NotifyLogUpdateAutonomy(members); },
-                   MemberFile)),
+           kRequestCode, kCode, {kMembers}, Calling(&F::NotifyLogUpdateAutonomy, MemberFile)),
         Op("NotifyLogRemoveAutonomy", "Reports a member server removed", Sends(ep::kLogDeleteList),
-           kRequestCode, kCode, {kLid},
-           Calling([](F& f, std::string& lid) { return f.NotifyLogRemoveAutonomy(lid); }, Lid)),
+           kRequestCode, kCode, {kLid}, Calling(&F::NotifyLogRemoveAutonomy, Lid)),
         Op("NotifyLogTokenChange", "Hands a member's new token text to the log service",
            Sends(ep::kReloadAutonomy, "", ", body unchanged"), kRequestCode, kCode,
-           {kBody, kBodyFile},
-           Calling([](F& f, std::string& body) { return f.NotifyLogTokenChange(body); }, Body)),
+           {kBody, kBodyFile}, Calling(&F::NotifyLogTokenChange, Body)),
         Op("AuthGetToken", "Gets an access token (client-credentials grant)",
-           TokenRequest("client-credentials"),
+           Sends(kToken, " (client-credentials grant)"),
            "always 0 by design: an empty access_token means no token was issued", kAlways,
            {kClientId, kClientSecret}, Token(false)),
         Op("AuthRefreshToken", "Refreshes the access token (refresh-token grant)",
-           TokenRequest("refresh-token"),
+           Sends(kToken, " (refresh-token grant)"),
            "always 0 by design: an empty access_token means no token was issued", kAlways,
            {kClientId,
             kClientSecret,
@@ -264,31 +250,19 @@ std::vector<OperationSpec> BuildOperations() {
              "channel list file; each channel's owner is its group's or file's autonomy_lid, or "
              "its own owner_lid",
              true}},
-           Calling(
-               [](F& f, Members& members, ChannelObjList& channels) {
-                   return f.SaveFdrAllChannelsSetting(members, channels);
-               },
-               MemberFile, ChannelFile)),
+           Calling(&F::SaveFdrAllChannelsSetting, MemberFile, ChannelFile)),
         Op("AddFdrChannelSetting", "Adds channels of one member server (\"add\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.AddFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::AddFdrChannelSetting, Lid, ChannelFile)),
         Op("RefreshFdrChannelSetting", "Replaces one member server's channels (\"replace\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.RefreshFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::RefreshFdrChannelSetting, Lid, ChannelFile)),
         Op("UpdateFdrChannelSetting", "Updates channels of one member server (\"update\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.UpdateFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::UpdateFdrChannelSetting, Lid, ChannelFile)),
         Op("RemoveFdrChannelSetting", "Removes channels of one member server (\"remove\")",
            Sends(ep::kCmsChannelWrite), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling([](F& f, ChannelObjList& channels,
-                      std::string& lid) { return f.RemoveFdrChannelSetting(lid, channels); },
-                   ChannelFile, Lid)),
+           Calling(&F::RemoveFdrChannelSetting, Lid, ChannelFile)),
         Op("GetFdrPrivilegeByUser", "Reads a user's access privileges",
            Sends(ep::kPrivilegeReport, "?operator=admin"),
            "always 0 by design: an empty result means the request failed", kAlways,
@@ -318,36 +292,22 @@ std::vector<OperationSpec> BuildOperations() {
         Op("NotifyArbitratorAutonomyChange",
            "Reports a member server changed (the list's last record)", Sends(ep::kAutonomyChanged),
            kAlwaysZeroSent, kAlways, {kMembers},
-           Calling([](F& f, Members& members) { return f.NotifyArbitratorAutonomyChange(members); },
-                   MemberFile)),
+           Calling(&F::NotifyArbitratorAutonomyChange, MemberFile)),
         Op("NotifyArbitratorRemoveAutonomy", "Reports a member server removed",
            Sends(ep::kAutonomyChanged), kRequestCode, kCode, {kLid},
-           Calling([](F& f, std::string& lid) { return f.NotifyArbitratorRemoveAutonomy(lid); },
-                   Lid)),
+           Calling(&F::NotifyArbitratorRemoveAutonomy, Lid)),
         Op("NotifyArbitratorCameraStatusChange", "Reports the live status of channels",
            Sends(ep::kChannelStatusChanged), kAlwaysZeroSent, kAlways,
            {kLid,
             {"--statuses", "FILE", "channel status file: {\"channel_status_list\":[...]}", true}},
-           Calling(
-               [](F& f, ChannelStatusObjList& statuses, std::string& lid) {
-                   return f.NotifyArbitratorCameraStatusChange(lid, statuses);
-               },
-               [](const CommandLine& line) {
-                   return ReadChannelStatusFile(line.Required("--statuses"));
-               },
-               Lid)),
+           Calling(&F::NotifyArbitratorCameraStatusChange, Lid, StatusFile)),
         Op("NotifyArbitratorCameraListChange", "Reports a changed channel list",
            Sends(ep::kChannelInfoChanged), kAlwaysZeroSent, kAlways, {kLid, kChannels},
-           Calling(
-               [](F& f, ChannelObjList& channels, std::string& lid) {
-                   return f.NotifyArbitratorCameraListChange(lid, channels);
-               },
-               ChannelFile, Lid)),
+           Calling(&F::NotifyArbitratorCameraListChange, Lid, ChannelFile)),
         Op("NotifyArbitratorCameraListRefresh",
            "Asks for a member server's channel list to be refreshed",
            Sends(ep::kChannelInfoRefresh), kAlwaysZeroSent, kAlways, {kLid},
-           Calling([](F& f, std::string& lid) { return f.NotifyArbitratorCameraListRefresh(lid); },
-                   Lid)),
+           Calling(&F::NotifyArbitratorCameraListRefresh, Lid)),
         Op("NotifyArbitratorAutoModeChange",
            "Tells the mode arbitration a member server's new autonomy mode",
            Sends(ep::kApplyAutonomies), kAlwaysZeroSent, kAlways,
@@ -356,36 +316,25 @@ std::vector<OperationSpec> BuildOperations() {
              "\"group\"}",
              true},
             {"--server-mode", "MODE", "the new server mode, sent as given", true}},
-           Calling([](F& f, FederateBoxType::AutonomyInfo& info,
-                      std::string& mode) { return f.NotifyArbitratorAutoModeChange(info, mode); },
-                   [](const CommandLine& line) {
-                       return ReadAutonomyInfoFile(line.Required("--autonomy"));
-                   },
-                   [](const CommandLine& line) { return line.Required("--server-mode"); })),
+           Calling(&F::NotifyArbitratorAutoModeChange, AutonomyFile, ServerMode)),
         Op("NotifyDravoData", "Passes a notice to video management, adding the member's lid",
            Sends(ep::kDravoNotify),
            "always 0 by design: a notice that is not JSON is logged and not sent", kAlways,
            {kLid,
             {"--data", "JSON", "the notice as JSON text"},
             {"--data-file", "FILE", "read the notice from FILE (- for stdin)"}},
-           Calling([](F& f, std::string& data,
-                      std::string& lid) { return f.NotifyDravoData(lid, data); },
-                   [](const CommandLine& line) { return TextOrFile(line, "--data", "JSON"); },
-                   Lid)),
+           Calling(&F::NotifyDravoData, Lid, Data)),
         Op("NotifyArbitratorRefreshReady",
            "Tells the arbitrator the member list is ready to refresh",
            Sends(ep::kAutonomyRefreshReady, "", ", empty body"), kAlwaysZeroSent, kAlways, {},
-           Calling([](F& f) { return f.NotifyArbitratorRefreshReady(); })),
+           Calling(&F::NotifyArbitratorRefreshReady)),
         Op("NotifyDravoServerAutonomyChange", "Reports a member server changed to video management",
            Sends(ep::kDravoNotify), kAlwaysZeroSent, kAlways, {kMembers},
-           Calling(
-               [](F& f, Members& members) { return f.NotifyDravoServerAutonomyChange(members); },
-               MemberFile)),
+           Calling(&F::NotifyDravoServerAutonomyChange, MemberFile)),
         Op("ChangeAutonomyMode", "Hands an autonomy-mode body to the aggregator",
            Sends(ep::kAggregatorSystemInfo, "", ", body unchanged"), kRequestCode, kCode,
-           {kBody, kBodyFile},
-           Calling([](F& f, std::string& body) { return f.ChangeAutonomyMode(body); }, Body)),
-        Op("FormatFailOverBody", "Builds the failover information of members (sends nothing)", "",
+           {kBody, kBodyFile}, Calling(&F::ChangeAutonomyMode, Body)),
+        Op("FormatFailOverBody", "Builds the failover information of members (sends nothing)", {},
            kAlwaysZero, kAlways, {kMembers, kOutput},
            [](Context& context) {
                Outcome outcome;
@@ -398,14 +347,13 @@ std::vector<OperationSpec> BuildOperations() {
            }),
         Op("SaveFailOverInfo", "Stores failover information",
            Sends(ep::kFailoverInfo, "", ", body unchanged"), kRequestCode, kCode,
-           {kBody, kBodyFile},
-           Calling([](F& f, std::string& body) { return f.SaveFailOverInfo(body); }, Body)),
-        Op("FormatFisyeyeSupportFile", "Builds the fisheye lens support file (sends nothing)", "",
-           "the support file's text; the exit status is 0", ResultKind::Text, {kCatalogue, kOutput},
+           {kBody, kBodyFile}, Calling(&F::SaveFailOverInfo, Body)),
+        Op("FormatFisyeyeSupportFile", "Builds the fisheye lens support file (sends nothing)", {},
+           "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
            SupportFile(&F::FormatFisyeyeSupportFile)),
         Op("FormatProjectionSupportFile", "Builds the projection lens support file (sends nothing)",
-           "", "the support file's text; the exit status is 0", ResultKind::Text,
-           {kCatalogue, kOutput}, SupportFile(&F::FormatProjectionSupportFile)),
+           {}, "the support file's text; the exit status is 0", kAlways, {kCatalogue, kOutput},
+           SupportFile(&F::FormatProjectionSupportFile)),
     };
 }
 
@@ -436,16 +384,54 @@ const OperationSpec* FindOperation(const std::string& typed) {
     return nullptr;
 }
 
-std::string KebabName(const std::string& name) {
-    std::string kebab;
-    for (size_t i = 0; i < name.size(); ++i) {
-        const unsigned char c = static_cast<unsigned char>(name[i]);
-        if (std::isupper(c) && i > 0) {
-            kebab += '-';
-        }
-        kebab += static_cast<char>(std::tolower(c));
+// ---- Console capture ----
+
+namespace {
+
+void FlushStandardOutput() {
+    std::cout.flush();
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+ConsoleCapture::ConsoleCapture() {
+    FlushStandardOutput();
+    file_ = std::tmpfile();
+    saved_stdout_ = file_ != nullptr ? dup(STDOUT_FILENO) : -1;
+    // Without a file nothing is captured: the lines then reach standard output.
+    if (saved_stdout_ >= 0 && dup2(fileno(file_), STDOUT_FILENO) < 0) {
+        close(saved_stdout_);
+        saved_stdout_ = -1;
     }
-    return kebab;
+}
+
+std::vector<std::string> ConsoleCapture::Finish() {
+    std::vector<std::string> lines;
+    if (saved_stdout_ >= 0) {
+        FlushStandardOutput();
+        dup2(saved_stdout_, STDOUT_FILENO);
+        close(saved_stdout_);
+        saved_stdout_ = -1;
+        std::rewind(file_);
+        std::string line;
+        for (int c = std::fgetc(file_); c != EOF; c = std::fgetc(file_)) {
+            if (c != '\n' && c != '\r') {
+                line += static_cast<char>(c);
+            } else if (c == '\n' && !line.empty()) {
+                lines.push_back(std::move(line));
+                line.clear();
+            }
+        }
+        if (!line.empty()) {
+            lines.push_back(std::move(line));
+        }
+    }
+    if (file_ != nullptr) {
+        std::fclose(file_);
+        file_ = nullptr;
+    }
+    return lines;
 }
 
 }  // namespace fedutil

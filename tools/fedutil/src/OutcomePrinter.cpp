@@ -1,42 +1,186 @@
-#include "OutcomePrinter.h"
+#include "Fedutil.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
+#include <cstdint>
+#include <cstdio>
 
-#include "Errors.h"
-#include "JsonOutput.h"
-#include "RecordFiles.h"
-#include "ResultCodes.h"
+#include "catalogue/ServiceCatalogue.h"
 #include "json/JsonNumber.h"
 
 namespace fedutil {
+
+// ---- JSON text ----
+
+namespace {
+
+struct PrintedDeleter {
+    void operator()(char* text) const { cJSON_free(text); }
+};
+
+bool IsContainer(const cJSON* item) {
+    return cJSON_IsObject(item) || cJSON_IsArray(item);
+}
+
+// Arrays of a few plain values read best on one line: [true, false], [720, 1280].
+bool FitsOnOneLine(const cJSON* array) {
+    size_t width = 0;
+    for (const cJSON* child = array->child; child != nullptr; child = child->next) {
+        if (IsContainer(child)) {
+            return false;
+        }
+        width += CompactJson(child).size() + 2;
+    }
+    return width <= 72;
+}
+
+std::string QuotedKey(const char* key) {
+    JsonTree text(cJSON_CreateString(key != nullptr ? key : ""));
+    return CompactJson(text.get());
+}
+
+void WritePretty(const cJSON* item, int depth, std::string& out) {
+    if (!IsContainer(item)) {
+        out += CompactJson(item);
+        return;
+    }
+    const bool object = cJSON_IsObject(item);
+    if (item->child == nullptr) {
+        out += object ? "{}" : "[]";
+        return;
+    }
+    if (!object && FitsOnOneLine(item)) {
+        out += '[';
+        for (const cJSON* child = item->child; child != nullptr; child = child->next) {
+            out += CompactJson(child);
+            out += child->next != nullptr ? ", " : "";
+        }
+        out += ']';
+        return;
+    }
+    out += object ? "{\n" : "[\n";
+    for (const cJSON* child = item->child; child != nullptr; child = child->next) {
+        out.append(static_cast<size_t>(depth + 1) * 2, ' ');
+        if (object) {
+            out += QuotedKey(child->string);
+            out += ": ";
+        }
+        WritePretty(child, depth + 1, out);
+        out += child->next != nullptr ? ",\n" : "\n";
+    }
+    out.append(static_cast<size_t>(depth) * 2, ' ');
+    out += object ? '}' : ']';
+}
+
+}  // namespace
+
+std::string CompactJson(const cJSON* tree) {
+    std::unique_ptr<char, PrintedDeleter> text(cJSON_PrintUnformatted(tree));
+    return text ? text.get() : "";
+}
+
+std::string PrettyJson(const cJSON* tree) {
+    std::string out;
+    WritePretty(tree, 0, out);
+    return out;
+}
+
+std::optional<std::string> PrettyJsonText(const std::string& text) {
+    JsonTree tree(fdr::json::Parse(text));
+    if (!tree) {
+        return std::nullopt;
+    }
+    return PrettyJson(tree.get());
+}
+
+// ---- Result codes ----
+
+namespace {
+
+constexpr int kNotBuilt = -38;
+
+}  // namespace
+
+int ExitStatusForResult(int result) {
+    if (result >= 0 && result <= 63) {
+        return result;
+    }
+    return 1;
+}
+
+std::string HexResult(int result) {
+    char text[16];
+    std::snprintf(text, sizeof(text), "0x%08X", static_cast<uint32_t>(result));
+    return text;
+}
+
+namespace {
+
+// The service's error echoed by the library's parsers: "err_code : 3" (unsigned) and
+// "err_str : unknown autonomy_lid 9". Empty when the console holds no matching code.
+std::optional<std::string> ServiceError(int result, const std::vector<std::string>& console) {
+    const std::string code = "err_code : " + std::to_string(static_cast<uint32_t>(result));
+    bool found = false;
+    std::string text;
+    for (const auto& line : console) {
+        found = found || line == code;
+        if (line.rfind("err_str : ", 0) == 0) {
+            text = line.substr(10);
+        }
+    }
+    if (!found) {
+        return std::nullopt;
+    }
+    return "the federation service's err_code " + std::to_string(result) +
+           (text.empty() ? "" : ": " + text);
+}
+
+}  // namespace
+
+std::string DescribeResult(int result, ResultKind kind, const std::vector<std::string>& console) {
+    if (result == 0) {
+        return "ok";
+    }
+    if (result == kNotBuilt) {
+        return "not built in this version of the library";
+    }
+    const char* client = fdr::MeaningOf(fdr::kLocalClientResults, static_cast<uint32_t>(result));
+    const char* parser = fdr::MeaningOf(fdr::kParserResults, static_cast<uint32_t>(result));
+    switch (kind) {
+        case ResultKind::AlwaysZero:
+            return "unexpected: this operation is documented to return 0";
+        case ResultKind::RequestCode:
+            return client != nullptr ? client : "local client: unknown code";
+        case ResultKind::RequestOrParser:
+        case ResultKind::RequestOrServiceCode:
+            if (auto service = ServiceError(result, console)) {
+                return *service;
+            }
+            if (parser != nullptr && kind == ResultKind::RequestOrParser) {
+                return parser;
+            }
+            if (client != nullptr) {
+                return client;
+            }
+            return "the federation service's err_code " + std::to_string(result);
+    }
+    return "unknown code";
+}
 
 namespace {
 
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 
-std::string Plural(size_t count, const char* one, const char* many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 std::string LensOf(const ChannelObj& channel) {
-    if (channel.fisheye.fisheye_type != -1) {
-        return "fisheye " + std::to_string(channel.fisheye.fisheye_type);
-    }
-    if (channel.projection.projection_type != 0) {
-        return "projection " + std::to_string(channel.projection.projection_type);
-    }
-    return "plain";
+    const int fisheye = channel.fisheye.fisheye_type,
+              projection = channel.projection.projection_type;
+    return fisheye != -1     ? "fisheye " + std::to_string(fisheye)
+           : projection != 0 ? "projection " + std::to_string(projection)
+                             : "plain";
 }
 
 std::string AddressOf(const ChannelObj& channel) {
     const auto& network = channel.network_setting;
-    if (network.lan_addr.empty()) {
-        return "";
-    }
-    return network.lan_port != 0 ? network.lan_addr + ":" + std::to_string(network.lan_port)
-                                 : network.lan_addr;
+    const bool port = !network.lan_addr.empty() && network.lan_port != 0;
+    return network.lan_addr + (port ? ":" + std::to_string(network.lan_port) : "");
 }
 
 // A heading with its count, then the table unless it is empty.
@@ -50,9 +194,8 @@ void PrintTable(std::ostream& out, const Style& style, const std::string& headin
 
 void PrintMembers(std::ostream& out, const Style& style,
                   const DravoAgentData::AutonomyList& members) {
-    TextTable table({"lid", "name", "address", "user", "mode", "group", "mac", "added"});
-    table.AlignRight(5);
-    table.LimitWidth(1, 28);
+    TextTable table({"lid", "name", "address", "user", "mode", "group", "mac", "added"},
+                    {false, false, false, false, false, true}, {0, 28});
     for (const auto& member : members.autonomy_list) {
         if (member) {
             table.AddRow({member->autonomy_lid, member->autonomy_lname, member->address,
@@ -66,10 +209,7 @@ void PrintMembers(std::ostream& out, const Style& style,
 
 void PrintChannels(std::ostream& out, const Style& style, const std::string& lid,
                    const ChannelObjList& channels) {
-    TextTable table({"index", "name", "guid", "camera", "lens", "address"});
-    table.AlignRight(0);
-    table.LimitWidth(1, 28);
-    table.LimitWidth(3, 28);
+    TextTable table({"index", "name", "guid", "camera", "lens", "address"}, {true}, {0, 28, 0, 28});
     for (const auto& channel : channels) {
         if (channel) {
             const auto& maker = channel->manufacturer;
@@ -84,12 +224,11 @@ void PrintChannels(std::ostream& out, const Style& style, const std::string& lid
                Plural(channels.size(), "channel", "channels"), table);
 }
 
+// Every operation that produces a text takes --output.
 void PrintDocument(std::ostream& out, const Style& style, const std::string& name,
-                   const std::string& text, bool has_output_option) {
-    std::string heading = name + " (" + Plural(text.size(), "byte", "bytes");
-    if (has_output_option && !text.empty()) {
-        heading += "; --output FILE writes the exact text";
-    }
+                   const std::string& text) {
+    const std::string heading = name + " (" + Plural(text.size(), "byte", "bytes") +
+                                (text.empty() ? "" : "; --output FILE writes the exact text");
     out << '\n' << style.Paint(heading + ")", Tone::Strong) << '\n';
     if (text.empty()) {
         out << style.Paint("  (empty)", Tone::Dim) << '\n';
@@ -114,13 +253,12 @@ bool OnlyServiceEcho(const std::vector<std::string>& console) {
     return true;
 }
 
-bool HasOption(const OperationSpec& operation, const char* name) {
-    for (const auto& option : operation.options) {
-        if (std::strcmp(option.name, name) == 0) {
-            return true;
-        }
+JsonTree StringArray(const std::vector<std::string>& lines) {
+    JsonTree array = JsonTree(cJSON_CreateArray());
+    for (const auto& line : lines) {
+        Append(array.get(), JsonTree(cJSON_CreateString(line.c_str())));
     }
-    return false;
+    return array;
 }
 
 }  // namespace
@@ -150,8 +288,7 @@ void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& op
         PrintChannels(out, style, outcome.channels_lid, *outcome.channels);
     }
     if (outcome.document) {
-        PrintDocument(out, style, outcome.document_name, *outcome.document,
-                      HasOption(operation, "--output"));
+        PrintDocument(out, style, outcome.document_name, *outcome.document);
     }
     if (!outcome.notes.empty()) {
         out << '\n';
@@ -194,28 +331,9 @@ std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& 
     }
     Add(root.get(), "outputs", std::move(outputs));
 
-    JsonTree notes = JsonTree(cJSON_CreateArray());
-    for (const auto& note : outcome.notes) {
-        Append(notes.get(), JsonTree(cJSON_CreateString(note.c_str())));
-    }
-    Add(root.get(), "notes", std::move(notes));
-    JsonTree console = JsonTree(cJSON_CreateArray());
-    for (const auto& line : outcome.console) {
-        Append(console.get(), JsonTree(cJSON_CreateString(line.c_str())));
-    }
-    Add(root.get(), "library_console", std::move(console));
+    Add(root.get(), "notes", StringArray(outcome.notes));
+    Add(root.get(), "library_console", StringArray(outcome.console));
     return PrettyJson(root.get()) + "\n";
-}
-
-void WriteOutputFile(const std::string& path, const std::string& text) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (out) {
-        out << text;
-        out.flush();
-    }
-    if (!out) {
-        throw OutputError("cannot write " + path + ": " + std::strerror(errno));
-    }
 }
 
 }  // namespace fedutil

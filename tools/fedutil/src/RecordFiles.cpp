@@ -1,11 +1,14 @@
-#include "RecordFiles.h"
+#include "Fedutil.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
 #include <memory>
+#include <sstream>
 #include <vector>
 
-#include "Errors.h"
-#include "JsonInput.h"
-#include "ResultCodes.h"
 #include "json/CFdrUtilParser.h"
 #include "json/ChannelJsonFormatter.h"
 #include "json/JsonNumber.h"
@@ -13,6 +16,133 @@
 namespace fedutil {
 
 namespace {
+
+// ---- Input text and JSON ----
+
+// jsoncpp reports "* Line 3, Column 14\n  Missing ',' or '}' in object declaration\n..."; only
+// the first error is worth showing, as "FILE:3:14: Missing ...".
+std::string FirstParseError(const std::string& errors, const std::string& source) {
+    int line = 0;
+    int column = 0;
+    int consumed = 0;
+    if (std::sscanf(errors.c_str(), "* Line %d, Column %d%n", &line, &column, &consumed) != 2) {
+        return source + ": not valid JSON";
+    }
+    const size_t start = errors.find_first_not_of(" \n", static_cast<size_t>(consumed));
+    const std::string message =
+        start == std::string::npos ? "" : errors.substr(start, errors.find('\n', start) - start);
+    return source + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message;
+}
+
+// ---- Reading typed members, with the place of a problem ----
+
+std::string SourceName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
+}
+
+std::string Describe(const std::string& source, const std::string& place,
+                     const std::string& problem) {
+    return source + ": " + (place.empty() ? "" : place + ": ") + problem;
+}
+
+// The typed members of one JSON object. Every reader leaves its output alone when the key is
+// absent (or null) and throws InputError when the key holds another type:
+// "members.json: autonomy_list[1].group_list: expected an array".
+class JsonFields {
+  public:
+    // `where` is the object's place in the document ("" for the root).
+    JsonFields(const Json::Value& object, std::string source, std::string where)
+        : object_(object), source_(std::move(source)), where_(std::move(where)) {}
+
+    // The member of any type; null when absent.
+    const Json::Value* Get(const char* key) const {
+        const Json::Value* member = object_.find(key, key + std::strlen(key));
+        return member == nullptr || member->isNull() ? nullptr : member;
+    }
+    bool Has(const char* key) const { return Get(key) != nullptr; }
+    // Reads a string, bool, int32_t, uint64_t or double member into `out`; false when absent.
+    template <typename T>
+    bool Read(const char* key, T& out) const {
+        const Json::Value* member = Get(key);
+        if (member == nullptr) {
+            return false;
+        }
+        if constexpr (std::is_same_v<T, std::string>) {
+            Expect(member->isString(), key, "a string");
+            out = member->asString();
+        } else if constexpr (std::is_same_v<T, bool>) {
+            Expect(member->isBool(), key, "true or false");
+            out = member->asBool();
+        } else if constexpr (std::is_same_v<T, int32_t>) {
+            Expect(member->isInt(), key, "a whole number within the 32-bit range");
+            out = member->asInt();
+        } else if constexpr (std::is_same_v<T, uint64_t>) {
+            Expect(member->isUInt64(), key, "a whole number from 0 to 18446744073709551615");
+            out = member->asUInt64();
+        } else {
+            static_assert(std::is_same_v<T, double>);
+            Expect(member->isNumeric() && !member->isBool(), key, "a number");
+            out = member->asDouble();
+        }
+        return true;
+    }
+    // The member when it is an array / an object; null when absent.
+    const Json::Value* Array(const char* key) const {
+        return Typed(key, &Json::Value::isArray, "an array");
+    }
+    const Json::Value* Object(const char* key) const {
+        return Typed(key, &Json::Value::isObject, "an object");
+    }
+
+    // "autonomy_list[1]" for the element `index` of the member `key`.
+    std::string Place(const char* key) const { return where_.empty() ? key : where_ + "." + key; }
+    std::string Place(const char* key, Json::ArrayIndex index) const {
+        return Place(key) + "[" + std::to_string(index) + "]";
+    }
+    const std::string& Source() const { return source_; }
+
+    [[noreturn]] void Fail(const std::string& place, const std::string& problem) const {
+        throw InputError(Describe(source_, place, problem));
+    }
+
+  private:
+    // Fails with "expected <expected>" at `key` unless `right`.
+    void Expect(bool right, const char* key, const char* expected) const {
+        if (!right) {
+            Fail(Place(key), std::string("expected ") + expected);
+        }
+    }
+    const Json::Value* Typed(const char* key, bool (Json::Value::*is)() const,
+                             const char* expected) const {
+        const Json::Value* member = Get(key);
+        Expect(member == nullptr || (member->*is)(), key, expected);
+        return member;
+    }
+
+    const Json::Value& object_;
+    std::string source_;
+    std::string where_;
+};
+
+// The value as an object to read members from, or InputError when it is not an object.
+JsonFields ObjectAt(const Json::Value& value, const std::string& source, const std::string& where) {
+    if (!value.isObject()) {
+        throw InputError(Describe(source, where, "expected an object"));
+    }
+    return JsonFields(value, source, where);
+}
+
+Json::Value ReadJsonFile(const std::string& path) {
+    return ParseJsonInput(ReadInputText(path), SourceName(path));
+}
+
+// Compact JSON text of `value`, numbers exact.
+std::string CompactJsonText(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
 
 using ChannelObj = DravoAgentData::ChannelInformation::ChannelObj;
 using ChannelStatusObj = DravoAgentData::RealtimeEvent::ChannelStatusObj;
@@ -71,8 +201,22 @@ constexpr MemberField<int32_t> kHostNumberFields[] = {
     {"retrieve", &MemberRecord::retrieve},
 };
 
-// Also read and written: "group_list" ([{"id": group_id}]), "health_status" (unsigned 64-bit)
-// and "thirdparty_support_list" (JSON, kept in the record as text).
+// Calls `visit(key, member pointer)` for every member a host knows besides the service's keys.
+// Also read and written: "group_list" ([{"id": group_id}]) and "thirdparty_support_list" (JSON,
+// kept in the record as text).
+template <typename Visit>
+void EachHostMember(Visit visit) {
+    for (const auto& field : kHostTextFields) {
+        visit(field.key, field.member);
+    }
+    for (const auto& field : kHostFlagFields) {
+        visit(field.key, field.member);
+    }
+    for (const auto& field : kHostNumberFields) {
+        visit(field.key, field.member);
+    }
+    visit("health_status", &MemberRecord::health_status);  // unsigned 64-bit
+}
 
 using fdr::jsontree::AddInt32;
 
@@ -88,24 +232,21 @@ JsonTree MemberJson(const MemberRecord& record) {
     Append(groups.get(), std::move(group));
     Add(element.get(), "group_list", std::move(groups));
 
-    for (const auto& field : kHostTextFields) {
-        if (record.*field.member != defaults.*field.member) {
-            AddText(element.get(), field.key, record.*field.member);
+    EachHostMember([&](const char* key, auto member) {
+        using Value = std::decay_t<decltype(record.*member)>;
+        if (record.*member == defaults.*member) {
+            return;
         }
-    }
-    for (const auto& field : kHostFlagFields) {
-        if (record.*field.member != defaults.*field.member) {
-            fdr::jsontree::AddBool(element.get(), field.key, record.*field.member);
+        if constexpr (std::is_same_v<Value, std::string>) {
+            AddText(element.get(), key, record.*member);
+        } else if constexpr (std::is_same_v<Value, bool>) {
+            fdr::jsontree::AddBool(element.get(), key, record.*member);
+        } else if constexpr (std::is_same_v<Value, int32_t>) {
+            AddInt32(element.get(), key, record.*member);
+        } else {
+            fdr::jsontree::AddUInt64(element.get(), key, record.*member);
         }
-    }
-    for (const auto& field : kHostNumberFields) {
-        if (record.*field.member != defaults.*field.member) {
-            AddInt32(element.get(), field.key, record.*field.member);
-        }
-    }
-    if (record.health_status != defaults.health_status) {
-        fdr::jsontree::AddUInt64(element.get(), "health_status", record.health_status);
-    }
+    });
     if (!record.thirdparty_support_list.empty()) {
         JsonTree list = JsonTree(fdr::json::Parse(record.thirdparty_support_list));
         if (list) {
@@ -133,10 +274,6 @@ JsonTree VirtualCamerasJson(const ChannelObj& channel) {
         Append(cameras.get(), std::move(item));
     }
     return cameras;
-}
-
-std::string SourceName(const std::string& path) {
-    return path == "-" ? "standard input" : path;
 }
 
 // A saved answer of a failed request is no list: say so rather than read an empty one.
@@ -168,16 +305,7 @@ void CheckServiceKeys(const JsonFields& element) {
 }
 
 void ReadHostMembers(const JsonFields& element, MemberRecord& record) {
-    for (const auto& field : kHostTextFields) {
-        element.Read(field.key, record.*field.member);
-    }
-    for (const auto& field : kHostFlagFields) {
-        element.Read(field.key, record.*field.member);
-    }
-    for (const auto& field : kHostNumberFields) {
-        element.Read(field.key, record.*field.member);
-    }
-    element.Read("health_status", record.health_status);
+    EachHostMember([&](const char* key, auto member) { element.Read(key, record.*member); });
     // The record keeps this list as JSON text; a file may give it as JSON or as that text.
     if (const Json::Value* list = element.Get("thirdparty_support_list")) {
         if (list->isString()) {
@@ -364,6 +492,43 @@ void ReadBrands(const JsonFields& top, const char* key, std::vector<std::shared_
 }
 
 }  // namespace
+
+std::string ReadInputText(const std::string& path) {
+    std::ostringstream text;
+    if (path == "-") {
+        text << std::cin.rdbuf();
+        if (std::cin.bad()) {
+            throw InputError("cannot read standard input");
+        }
+        return text.str();
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw InputError("cannot read " + path + ": " + std::strerror(errno));
+    }
+    text << in.rdbuf();
+    if (in.bad()) {
+        throw InputError("cannot read " + path + ": " + std::strerror(errno));
+    }
+    return text.str();
+}
+
+Json::Value ParseJsonInput(const std::string& text, const std::string& source) {
+    // Strict: a trailing comma or a duplicate key in a hand-edited file is a mistake to point
+    // out, not to guess about.
+    Json::CharReaderBuilder builder;
+    Json::CharReaderBuilder::strictMode(&builder.settings_);
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value root;
+    std::string errors;
+    if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
+        throw InputError(source + ": empty, expected JSON");
+    }
+    if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) {
+        throw InputError(FirstParseError(errors, source));
+    }
+    return root;
+}
 
 DravoAgentData::AutonomyList ReadMemberFile(const std::string& path) {
     const Json::Value root = ReadJsonFile(path);

@@ -1,4 +1,4 @@
-#include "SimulatorProcess.h"
+#include "Fedutil.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -18,8 +18,6 @@
 #include <thread>
 #include <vector>
 
-#include "Errors.h"
-#include "FederationLibrary.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {
@@ -44,13 +42,9 @@ std::string ReadSmallFile(const std::string& path) {
 }
 
 std::string ExitDescription(int status) {
-    if (WIFEXITED(status)) {
-        return "exited with status " + std::to_string(WEXITSTATUS(status));
-    }
-    if (WIFSIGNALED(status)) {
-        return "was ended by signal " + std::to_string(WTERMSIG(status));
-    }
-    return "ended";
+    return WIFEXITED(status)     ? "exited with status " + std::to_string(WEXITSTATUS(status))
+           : WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
+                                 : "ended";
 }
 
 }  // namespace
@@ -179,10 +173,6 @@ std::unique_ptr<SimulatorProcess> SimulatorProcess::Start(const std::string& pro
         simulator->admin_port_ = described["admin"]["port"].asInt();
     }
     return simulator;
-}
-
-SimulatorProcess::~SimulatorProcess() {
-    Stop();
 }
 
 void SimulatorProcess::Stop() {

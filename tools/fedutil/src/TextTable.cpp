@@ -1,4 +1,4 @@
-#include "TextTable.h"
+#include "Fedutil.h"
 
 #include <unistd.h>
 
@@ -42,6 +42,10 @@ std::string Style::Paint(const std::string& text, Tone tone) const {
     return code + text + "\033[0m";
 }
 
+std::string Plural(size_t count, const char* one, const char* many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
 size_t DisplayWidth(const std::string& text) {
     size_t width = 0;
     for (unsigned char c : text) {
@@ -66,15 +70,11 @@ std::string Ellipsize(const std::string& text, size_t width) {
     return out + "…";
 }
 
-TextTable::TextTable(std::vector<std::string> headers)
-    : headers_(std::move(headers)), right_(headers_.size(), false), limits_(headers_.size(), 0) {}
-
-void TextTable::AlignRight(size_t column) {
-    right_.at(column) = true;
-}
-
-void TextTable::LimitWidth(size_t column, size_t width) {
-    limits_.at(column) = width;
+TextTable::TextTable(std::vector<std::string> headers, std::vector<bool> right,
+                     std::vector<size_t> limits)
+    : headers_(std::move(headers)), right_(std::move(right)), limits_(std::move(limits)) {
+    right_.resize(headers_.size(), false);
+    limits_.resize(headers_.size(), 0);
 }
 
 void TextTable::AddRow(std::vector<Cell> row) {
@@ -87,7 +87,7 @@ void TextTable::AddRow(std::vector<Cell> row) {
     rows_.push_back(std::move(row));
 }
 
-void TextTable::Print(std::ostream& out, const Style& style, const std::string& indent) const {
+void TextTable::Print(std::ostream& out, const Style& style) const {
     std::vector<size_t> widths(headers_.size(), 0);
     for (size_t i = 0; i < headers_.size(); ++i) {
         widths[i] = DisplayWidth(headers_[i]);
@@ -95,35 +95,38 @@ void TextTable::Print(std::ostream& out, const Style& style, const std::string& 
             widths[i] = std::max(widths[i], DisplayWidth(row[i].text));
         }
     }
-    auto line = [&](const std::vector<Cell>& cells) {
-        std::string text = indent;
-        for (size_t i = 0; i < cells.size(); ++i) {
-            const bool last = i + 1 == cells.size();
-            const size_t pad = widths[i] - DisplayWidth(cells[i].text);
-            if (right_[i]) {
-                text.append(pad, ' ');
-            }
-            text += style.Paint(cells[i].text, cells[i].tone);
-            if (!right_[i] && !last) {
-                text.append(pad, ' ');
-            }
-            if (!last) {
-                text += "  ";
-            }
-        }
-        while (!text.empty() && text.back() == ' ') {
-            text.pop_back();
-        }
-        out << text << '\n';
-    };
     std::vector<Cell> header;
     for (const auto& title : headers_) {
         header.emplace_back(title, Tone::Strong);
     }
-    line(header);
+    out << TableLine(style, header, widths, right_) << '\n';
     for (const auto& row : rows_) {
-        line(row);
+        out << TableLine(style, row, widths, right_) << '\n';
     }
+}
+
+std::string TableLine(const Style& style, const std::vector<Cell>& cells,
+                      const std::vector<size_t>& widths, const std::vector<bool>& right) {
+    std::string text = "  ";
+    for (size_t i = 0; i < cells.size(); ++i) {
+        const bool last = i + 1 == cells.size();
+        const size_t length = DisplayWidth(cells[i].text);
+        const size_t pad = widths[i] > length ? widths[i] - length : 0;
+        if (right[i]) {
+            text.append(pad, ' ');
+        }
+        text += style.Paint(cells[i].text, cells[i].tone);
+        if (!right[i] && !last) {
+            text.append(pad, ' ');
+        }
+        if (!last) {
+            text += "  ";
+        }
+    }
+    while (!text.empty() && text.back() == ' ') {
+        text.pop_back();
+    }
+    return text;
 }
 
 }  // namespace fedutil
