@@ -1,10 +1,9 @@
-#include "FederationRoutes.h"
+#include "ServiceRoutes.h"
 
 #include <algorithm>
 
 #include "JsonText.h"
 #include "SeedLoader.h"
-#include "ShapeChecks.h"
 
 namespace fdrsim {
 

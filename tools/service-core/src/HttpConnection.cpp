@@ -10,8 +10,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-
-#include "FormText.h"
+#include <map>
 
 namespace fdrsim {
 
@@ -34,25 +33,34 @@ std::string Trimmed(const std::string& text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-const char* Reason(int status) {
-    switch (status) {
-        case 200:
-            return "OK";
-        case 400:
-            return "Bad Request";
-        case 401:
-            return "Unauthorized";
-        case 404:
-            return "Not Found";
-        case 405:
-            return "Method Not Allowed";
-        case 500:
-            return "Internal Server Error";
-        case 503:
-            return "Service Unavailable";
-        default:
-            return "Status";
+// "%41" becomes "A"; a "%" not followed by two hex digits stays as it is.
+std::string PercentDecode(const std::string& text, bool plus_is_space) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (plus_is_space && text[i] == '+') {
+            out += ' ';
+        } else if (text[i] == '%' && i + 2 < text.size() &&
+                   std::isxdigit(static_cast<unsigned char>(text[i + 1])) &&
+                   std::isxdigit(static_cast<unsigned char>(text[i + 2]))) {
+            out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            out += text[i];
+        }
     }
+    return out;
+}
+
+const char* Reason(int status) {
+    static const std::map<int, const char*> kReasons = {{200, "OK"},
+                                                        {400, "Bad Request"},
+                                                        {401, "Unauthorized"},
+                                                        {404, "Not Found"},
+                                                        {405, "Method Not Allowed"},
+                                                        {500, "Internal Server Error"},
+                                                        {503, "Service Unavailable"}};
+    const auto it = kReasons.find(status);
+    return it == kReasons.end() ? "Status" : it->second;
 }
 
 // Reads the request line and the header fields of `head` (everything before the blank line).
@@ -68,7 +76,9 @@ bool ParseHead(const std::string& head, IncomingRequest& request) {
     request.method = line.substr(0, first);
     request.target = line.substr(first + 1, second - first - 1);
     request.path = PercentDecode(request.target.substr(0, request.target.find('?')), false);
-    for (auto& [key, value] : DecodeQuery(request.target)) {
+    const size_t mark = request.target.find('?');
+    for (auto& [key, value] :
+         ParseForm(mark == std::string::npos ? "" : request.target.substr(mark + 1))) {
         request.query.emplace(std::move(key), std::move(value));
     }
     while (line_end != std::string::npos) {
@@ -85,6 +95,26 @@ bool ParseHead(const std::string& head, IncomingRequest& request) {
 }
 
 }  // namespace
+
+FormFields ParseForm(const std::string& text) {
+    FormFields fields;
+    size_t start = 0;
+    while (start <= text.size()) {
+        size_t end = text.find('&', start);
+        if (end == std::string::npos) {
+            end = text.size();
+        }
+        const std::string part = text.substr(start, end - start);
+        if (!part.empty()) {
+            const size_t eq = part.find('=');
+            fields.emplace_back(
+                PercentDecode(part.substr(0, eq), true),
+                eq == std::string::npos ? "" : PercentDecode(part.substr(eq + 1), true));
+        }
+        start = end + 1;
+    }
+    return fields;
+}
 
 WakeSignal::WakeSignal() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "FederationRoutes.h"
-#include "Receivers.h"
+#include "ServiceRoutes.h"
 
 namespace fdrsim {
 

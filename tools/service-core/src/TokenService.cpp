@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "FormText.h"
 #include "JsonText.h"
 
 namespace fdrsim {

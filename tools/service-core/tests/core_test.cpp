@@ -10,7 +10,6 @@
 #include <sstream>
 #include <thread>
 
-#include "FormText.h"
 #include "JsonText.h"
 #include "Simulator.h"
 #include "support/Timing.h"
