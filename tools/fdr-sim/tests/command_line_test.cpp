@@ -1,5 +1,4 @@
-// The options of fdr-sim: what they set, and the edges of what they refuse (the program cases
-// in cases/ pin the messages as printed).
+// The options of fdr-sim: what they set (the program cases in cases/ pin what they refuse).
 #include <gtest/gtest.h>
 
 #include "CommandLine.h"
@@ -7,8 +6,8 @@
 namespace fdrsim {
 namespace {
 
-bool Parse(std::vector<const char*> args, CommandLine& out, std::string* error = nullptr) {
-    return ParseCommandLine(static_cast<int>(args.size()), args.data(), out, error);
+bool Parse(std::vector<const char*> args, CommandLine& out) {
+    return ParseCommandLine(static_cast<int>(args.size()), args.data(), out, nullptr);
 }
 
 TEST(CommandLine, RepeatedFaultsAndPortsAccumulateByPortOrName) {
@@ -39,25 +38,6 @@ TEST(CommandLine, TheControlApiTakesAFreePortBesideServicesOnFreePorts) {
         CommandLine out;
         ASSERT_TRUE(Parse(c.args, out));
         EXPECT_EQ(out.admin_port, c.admin_port) << c.args.size();
-    }
-}
-
-TEST(CommandLine, RefusesTheEdgesOfEachValue) {
-    const struct {
-        std::vector<const char*> args;
-        const char* error;
-    } cases[] = {
-        {{"--port", "token=000080"},
-         "--port needs SERVICE=PORT, e.g. token=18229 (0: any free port)"},
-        {{"--admin-port", "65536"}, "--admin-port needs a port number (0: any free port)"},
-        {{"--ready-file="}, "--ready-file needs a file name"},
-        {{"-h=1"}, "unknown option -h=1"},
-    };
-    for (const auto& c : cases) {
-        CommandLine out;
-        std::string error;
-        EXPECT_FALSE(Parse(c.args, out, &error)) << c.error;
-        EXPECT_EQ(error, c.error);
     }
 }
 

@@ -1,7 +1,8 @@
 // The fdr-sim program as a parent process sees it: its output and exit status, the ready file,
-// the transcript and a clean stop on SIGTERM.
+// the transcript and a clean stop on SIGTERM (the program cases pin its messages).
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <httplib.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -12,10 +13,9 @@
 #include <sstream>
 #include <thread>
 
-#include "SimulatorClient.h"
 #include "support/Timing.h"
 
-namespace fdrsim::test {
+namespace fdrsim {
 namespace {
 
 std::string ReadFile(const std::string& path) {
@@ -81,7 +81,9 @@ TEST(Program, WritesTheReadyFileRecordsExchangesAndStopsOnSigterm) {
     ASSERT_TRUE(std::regex_search(services, port,
                                   std::regex(R"("federation":\{"fault":"none","port":(\d+)\})")))
         << services << ReadFile(run.folder + "/err");
-    EXPECT_EQ(Get(std::stoi(port[1]), "/fdr/Service", {{"type", "1"}}).code, 0);
+    const auto answer = httplib::Client("127.0.0.1", std::stoi(port[1])).Get("/fdr/Service?type=1");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->status, 200);
 
     kill(run.pid, SIGTERM);
     EXPECT_EQ(run.Finish(), 0);
@@ -97,28 +99,6 @@ TEST(Program, WritesTheReadyFileRecordsExchangesAndStopsOnSigterm) {
             R"(\n\d\d:\d\d:\d\d\.\d{3}  federation        GET  /fdr/Service\?type=1  200  in 0 B  out 104 B\nfdr-sim: stopping \(SIGTERM\)\n$)")));
 }
 
-TEST(Program, ATakenPortIsNamedWithItsService) {
-    TakenPort taken;
-    const std::string port = std::to_string(taken.port());
-    const struct {
-        std::vector<std::string> args;
-        std::string err;
-    } cases[] = {
-        {{"--any-ports", "--port", "arbitrator=" + port},
-         "fdr-sim: cannot listen on 127.0.0.1:" + port + " for the arbitrator (" + port +
-             "): the port is already in use (is another simulator or the real service running?)\n"},
-        {{"--any-ports", "--admin-port", port},
-         "fdr-sim: cannot listen on 127.0.0.1:" + port +
-             " for the control API: the port is already in use (another fdr-sim?); --admin-port "
-             "chooses another\n"},
-    };
-    for (const auto& c : cases) {
-        Launch run(c.args);
-        EXPECT_EQ(run.Finish(), 1) << c.err;
-        EXPECT_EQ(ReadFile(run.folder + "/err"), c.err);
-    }
-}
-
 TEST(Program, PrintsTheSampleSeedAsItsFile) {
     Launch seed({"--print-sample-seed"});
     EXPECT_EQ(seed.Finish(), 0);
@@ -126,4 +106,4 @@ TEST(Program, PrintsTheSampleSeedAsItsFile) {
 }
 
 }  // namespace
-}  // namespace fdrsim::test
+}  // namespace fdrsim
