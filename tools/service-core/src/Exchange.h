@@ -58,16 +58,11 @@ struct ServiceAnswer {
     int status = 200;
     std::string body;
     std::string content_type = "application/json";
-    Flags flags;
+    Flags flags{};
 };
 
 // What a test or tool scripts for one method and path, in place of the service's own route.
-struct ScriptedAnswer {
-    int status = 200;
-    std::string body;
-    std::string content_type = "application/json";
-    std::chrono::milliseconds delay{0};  // wait before answering; cut short when the core stops
-};
+using ScriptedAnswer = ServiceAnswer;
 using Responder = std::function<ScriptedAnswer(const IncomingRequest&)>;
 
 // A service's own answer to one of its endpoints (the endpoint's query, if any, is the route's).

@@ -1,6 +1,7 @@
 #include "HttpConnection.h"
 
 #include <poll.h>
+#include <strings.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,12 +19,6 @@ namespace {
 
 // The most a request's announced Content-Length reserves ahead of its bytes.
 constexpr size_t kLargestReservedBody = size_t{1} << 30;
-
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 std::string Trimmed(const std::string& text) {
     const size_t first = text.find_first_not_of(" \t");
@@ -212,13 +207,15 @@ bool HttpConnection::ReadRequest(IncomingRequest& request) {
             return true;
         }
         for (const auto& [name, value] : request.headers) {
-            const std::string key = Lower(name);
-            if (key == "content-length") {
+            const auto is = [](const std::string& text, const char* lower) {
+                return strcasecmp(text.c_str(), lower) == 0;
+            };
+            if (is(name, "content-length")) {
                 length = std::strtoul(value.c_str(), nullptr, 10);
-            } else if (key == "transfer-encoding" && Lower(value) != "identity") {
+            } else if (is(name, "transfer-encoding") && !is(value, "identity")) {
                 request.unreadable = "a chunked body, which is not read";
                 return true;
-            } else if (key == "expect" && Lower(value) == "100-continue" &&
+            } else if (is(name, "expect") && is(value, "100-continue") &&
                        !Send("HTTP/1.1 100 Continue\r\n\r\n")) {
                 return false;
             }
