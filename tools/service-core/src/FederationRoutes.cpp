@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "FederationSeed.h"
 #include "JsonText.h"
-#include "SeedLoader.h"
 
 namespace fdrsim {
 

@@ -14,7 +14,6 @@
 #include <thread>
 
 #include "HttpConnection.h"
-#include "ServiceTable.h"
 
 namespace fdrsim {
 

@@ -1,4 +1,4 @@
-#include "SeedLoader.h"
+#include "FederationSeed.h"
 
 #include <algorithm>
 #include <cerrno>
