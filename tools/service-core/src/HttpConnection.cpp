@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <map>
+#include <sstream>
 
 namespace fdrsim {
 
@@ -22,10 +23,9 @@ constexpr size_t kLargestReservedBody = size_t{1} << 30;
 
 std::string Trimmed(const std::string& text) {
     const size_t first = text.find_first_not_of(" \t");
-    if (first == std::string::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+    return first == std::string::npos
+               ? ""
+               : text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
 // "%41" becomes "A"; a "%" not followed by two hex digits stays as it is.
@@ -93,20 +93,14 @@ bool ParseHead(const std::string& head, IncomingRequest& request) {
 
 FormFields ParseForm(const std::string& text) {
     FormFields fields;
-    size_t start = 0;
-    while (start <= text.size()) {
-        size_t end = text.find('&', start);
-        if (end == std::string::npos) {
-            end = text.size();
-        }
-        const std::string part = text.substr(start, end - start);
+    std::istringstream parts(text);
+    for (std::string part; std::getline(parts, part, '&');) {
+        const size_t eq = part.find('=');
         if (!part.empty()) {
-            const size_t eq = part.find('=');
             fields.emplace_back(
                 PercentDecode(part.substr(0, eq), true),
                 eq == std::string::npos ? "" : PercentDecode(part.substr(eq + 1), true));
         }
-        start = end + 1;
     }
     return fields;
 }
