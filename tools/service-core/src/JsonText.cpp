@@ -44,6 +44,14 @@ std::string CompactJson(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
+Json::Value JsonObject(std::initializer_list<std::pair<const char*, Json::Value>> members) {
+    Json::Value object(Json::objectValue);
+    for (const auto& [key, value] : members) {
+        object[key] = value;
+    }
+    return object;
+}
+
 const char* JsonKindName(const Json::Value& value) {
     // In the order of Json::ValueType.
     static const char* const kNames[] = {"null",   "number",  "number", "number",

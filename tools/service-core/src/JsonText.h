@@ -4,8 +4,10 @@
 
 #include <json/json.h>
 
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Exchange.h"
 
@@ -19,6 +21,19 @@ std::optional<Json::Value> ParseJson(const std::string& text, std::string* error
 
 // The value as JSON text without white space; non-ASCII text is written as UTF-8.
 std::string CompactJson(const Json::Value& value);
+
+// A JSON object of the given members (written in key order, as jsoncpp keeps them).
+Json::Value JsonObject(std::initializer_list<std::pair<const char*, Json::Value>> members);
+
+// A JSON array of `items`, each written by `write` (an empty one is still an array).
+template <typename Items, typename Write>
+Json::Value JsonArray(const Items& items, Write write) {
+    Json::Value array(Json::arrayValue);
+    for (const auto& item : items) {
+        array.append(write(item));
+    }
+    return array;
+}
 
 // "string", "number", ...: for messages about a value of the wrong kind.
 const char* JsonKindName(const Json::Value& value);

@@ -225,34 +225,34 @@ Json::Value FaultJson(const Fault& fault) {
 
 // The summary of an exchange; `whole` adds the headers and both bodies.
 Json::Value ExchangeJson(const Exchange& exchange, bool whole) {
-    Json::Value out(Json::objectValue);
-    out["id"] = static_cast<Json::UInt64>(exchange.id);
-    out["time_ms"] = static_cast<Json::Int64>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(exchange.time.time_since_epoch())
-            .count());
-    out["duration_us"] = static_cast<Json::Int64>(exchange.duration.count());
-    out["service"] = InfoOf(exchange.service).key;
-    out["port"] = exchange.port;
-    out["method"] = exchange.method;
-    out["target"] = exchange.target;
-    out["status"] = exchange.status == 0 ? Json::Value() : Json::Value(exchange.status);
-    out["fault"] = exchange.fault;
-    out["ok"] = exchange.ok();
-    out["flags"] = Json::Value(Json::arrayValue);
-    for (const auto& flag : exchange.flags) {
-        Json::Value& entry = out["flags"].append(Json::Value(Json::objectValue));
-        entry["text"] = flag.text;
-        entry["problem"] = flag.problem;
-    }
-    out["request_bytes"] = static_cast<Json::UInt64>(exchange.request_body.size());
-    out["answer_bytes"] = static_cast<Json::UInt64>(exchange.answer_body.size());
+    using std::chrono::milliseconds;
+    const auto since_epoch = exchange.time.time_since_epoch();
+    Json::Value out = JsonObject({
+        {"id", static_cast<Json::UInt64>(exchange.id)},
+        {"time_ms",
+         static_cast<Json::Int64>(std::chrono::duration_cast<milliseconds>(since_epoch).count())},
+        {"duration_us", static_cast<Json::Int64>(exchange.duration.count())},
+        {"service", InfoOf(exchange.service).key},
+        {"port", exchange.port},
+        {"method", exchange.method},
+        {"target", exchange.target},
+        {"status", exchange.status == 0 ? Json::Value() : Json::Value(exchange.status)},
+        {"fault", exchange.fault},
+        {"ok", exchange.ok()},
+        {"flags", JsonArray(exchange.flags,
+                            [](const Flag& flag) {
+                                return JsonObject({{"text", flag.text}, {"problem", flag.problem}});
+                            })},
+        {"request_bytes", static_cast<Json::UInt64>(exchange.request_body.size())},
+        {"answer_bytes", static_cast<Json::UInt64>(exchange.answer_body.size())},
+    });
     if (whole) {
-        out["request_headers"] = Json::Value(Json::arrayValue);
-        for (const auto& [name, value] : exchange.request_headers) {
-            Json::Value& pair = out["request_headers"].append(Json::Value(Json::arrayValue));
-            pair.append(name);
-            pair.append(value);
-        }
+        out["request_headers"] = JsonArray(exchange.request_headers, [](const auto& header) {
+            Json::Value pair(Json::arrayValue);
+            pair.append(header.first);
+            pair.append(header.second);
+            return pair;
+        });
         out["request_body"] = exchange.request_body;
         out["answer_body"] = exchange.answer_body;
     }
@@ -267,28 +267,21 @@ void Answer(httplib::Response& res, int status, const Json::Value& body) {
 }
 
 void Refuse(httplib::Response& res, int status, const std::string& reason) {
-    Json::Value body(Json::objectValue);
-    body["error"] = reason;
-    Answer(res, status, body);
+    Answer(res, status, JsonObject({{"error", reason}}));
 }
 
 Json::Value ServiceJson(const Simulator& simulator, const ServiceInfo& info) {
-    Json::Value out(Json::objectValue);
-    out["key"] = info.key;
-    out["name"] = info.name;
-    out["fixed_port"] = info.port;
-    out["port"] = simulator.PortOf(info.id);
-    out["fault"] = FaultJson(simulator.FaultOf(info.id));
-    return out;
+    return JsonObject({{"key", info.key},
+                       {"name", info.name},
+                       {"fixed_port", info.port},
+                       {"port", simulator.PortOf(info.id)},
+                       {"fault", FaultJson(simulator.FaultOf(info.id))}});
 }
 
 Json::Value ServicesJson(const Simulator& simulator) {
-    Json::Value body(Json::objectValue);
-    body["services"] = Json::Value(Json::arrayValue);
-    for (const auto& info : AllServices()) {
-        body["services"].append(ServiceJson(simulator, info));
-    }
-    return body;
+    return JsonObject({{"services", JsonArray(AllServices(), [&simulator](const ServiceInfo& info) {
+                            return ServiceJson(simulator, info);
+                        })}});
 }
 
 bool MentionsText(const Exchange& exchange, const std::string& text) {
@@ -312,15 +305,15 @@ void ListExchanges(Simulator& simulator, const httplib::Request& req, httplib::R
                 found.end());
     const size_t skip =
         query->limit != 0 && found.size() > query->limit ? found.size() - query->limit : 0;
-    Json::Value body(Json::objectValue);
-    body["exchanges"] = Json::Value(Json::arrayValue);
-    for (size_t i = skip; i < found.size(); ++i) {
-        body["exchanges"].append(ExchangeJson(found[i], query->bodies));
-    }
-    body["last_id"] =
-        static_cast<Json::UInt64>(std::max(last_id, found.empty() ? 0 : found.back().id));
-    body["omitted"] = static_cast<Json::UInt64>(skip);
-    Answer(res, 200, body);
+    const uint64_t newest = std::max(last_id, found.empty() ? 0 : found.back().id);
+    found.erase(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(skip));
+    Answer(res, 200,
+           JsonObject({{"exchanges", JsonArray(found,
+                                               [&query](const Exchange& e) {
+                                                   return ExchangeJson(e, query->bodies);
+                                               })},
+                       {"last_id", static_cast<Json::UInt64>(newest)},
+                       {"omitted", static_cast<Json::UInt64>(skip)}}));
 }
 
 void WaitForExchange(Simulator& simulator, const std::atomic<bool>& stopping,
