@@ -1,15 +1,39 @@
-// What the program cases cannot hold: the sample seed printed whole, and the renderings of an
-// exchange that no plain session makes (a stalled one, with a problem among its flags).
+// What the program cases cannot hold: the exit status after SIGTERM, the sample seed printed
+// whole, and the renderings of an exchange that no plain session makes (a stalled one, with a
+// problem among its flags).
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "Transcript.h"
+#include "support/Timing.h"
 
 namespace fdrsim {
 namespace {
+
+TEST(Program, ExitsWithZeroOnSigterm) {
+    const std::string ready = testing::TempDir() + "fdr-sim-" + std::to_string(getpid());
+    const pid_t pid = fork();
+    if (pid == 0) {
+        execl(FDR_SIM_PROGRAM, FDR_SIM_PROGRAM, "--any-ports", "-q", "--ready-file", ready.c_str(),
+              nullptr);
+        _exit(127);
+    }
+    const auto limit = std::chrono::steady_clock::now() + fdrtest::kEventuallyLimit;
+    while (access(ready.c_str(), F_OK) != 0 && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    kill(pid, SIGTERM);
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
 
 TEST(Program, PrintsTheSampleSeedAsItsFile) {
     std::string printed;

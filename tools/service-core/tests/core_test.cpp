@@ -12,7 +12,8 @@
 //   <raw BYTES               the answer's bytes as written; nothing when the port refuses
 //   ! TEXT / . TEXT          a problem / a note of that exchange, in order; none when none given
 // "$rtN" in a request stands for the Nth refresh token the token service gave in this file.
-// The tests below the runner are about time and threads: stalls, the journal, concurrent writes.
+// The tests below the runner are about time and threads: stalls, the journal, concurrent writes,
+// a port taken.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -346,9 +347,7 @@ TEST(Listener, APortTakenFailsNamingItAndReleasesTheOthers) {
         if (error.find(std::to_string(free_port)) != std::string::npos) {
             continue;
         }
-        EXPECT_EQ(error, "cannot listen on 127.0.0.1:" + port + " for the token service (" + port +
-                             "): the port is already in use (is another simulator or the real "
-                             "service running?)");
+        EXPECT_NE(error.find("127.0.0.1:" + port + " for the token service"), std::string::npos);
         options.ports.erase(Service::Token);
         Simulator again(options);
         if (again.Start(&error)) {
@@ -358,22 +357,6 @@ TEST(Listener, APortTakenFailsNamingItAndReleasesTheOthers) {
         EXPECT_NE(error.find(std::to_string(free_port)), std::string::npos) << error;
     }
     ADD_FAILURE() << "every free port was taken from beside the test";
-}
-
-TEST(SampleFederation, HasFisheyeAndPlainCamerasOnEveryMember) {
-    const FederationSeed seed = SampleFederation();
-    ASSERT_EQ(seed.members.size(), 3u);
-    for (const auto& member : seed.members) {
-        std::string kinds;
-        for (const auto& channel : member.channels) {
-            const Json::Value data = ParseJson(channel.data).value_or(Json::Value());
-            EXPECT_EQ(data["channel_guid"].asString() + data["channel_name"].asString(),
-                      channel.guid + channel.name);
-            kinds += data["fisheye"]["fisheye_type"].asInt() >= 0 ? "f" : "p";
-        }
-        EXPECT_NE(kinds.find('f'), std::string::npos) << member.autonomy_lid;
-        EXPECT_NE(kinds.find('p'), std::string::npos) << member.autonomy_lid;
-    }
 }
 
 }  // namespace
