@@ -82,6 +82,11 @@ std::string Mismatch(const Json::Value& value, JsonKind kind) {
            kKinds[static_cast<int>(kind)].name;
 }
 
+bool Is(const Json::Value& value, JsonKind kind) {
+    const KindTest& test = kKinds[static_cast<int>(kind)];
+    return (value.*test.is)();
+}
+
 }  // namespace
 
 const Json::Value* ExpectMember(const Json::Value& object, const char* key, JsonKind kind,
@@ -92,7 +97,7 @@ const Json::Value* ExpectMember(const Json::Value& object, const char* key, Json
         return nullptr;
     }
     const Json::Value& member = object[key];
-    if (!(member.*kKinds[static_cast<int>(kind)].is)()) {
+    if (!Is(member, kind)) {
         Problem(flags, where, quoted + Mismatch(member, kind));
         return nullptr;
     }
@@ -100,8 +105,7 @@ const Json::Value* ExpectMember(const Json::Value& object, const char* key, Json
 }
 
 bool ExpectKind(const Json::Value& value, JsonKind kind, const std::string& where, Flags& flags) {
-    return (value.*kKinds[static_cast<int>(kind)].is)() ||
-           Problem(flags, where, Mismatch(value, kind));
+    return Is(value, kind) || Problem(flags, where, Mismatch(value, kind));
 }
 
 std::string Indexed(const std::string& where, Json::ArrayIndex index) {
