@@ -31,10 +31,7 @@ std::string FormatTime(std::chrono::system_clock::time_point time, bool utc) {
 
 std::string TranscriptLine(const Exchange& exchange) {
     // Written field by field: a JSON object of jsoncpp would sort the keys.
-    Json::Value flags(Json::arrayValue);
-    for (const auto& flag : exchange.flags) {
-        flags.append(flag.text);
-    }
+    const Json::Value flags = JsonArray(exchange.flags, [](const Flag& flag) { return flag.text; });
     const std::pair<const char*, Json::Value> fields[] = {
         {"time", FormatTime(exchange.time, true)},
         {"service", InfoOf(exchange.service).key},

@@ -1,129 +1,70 @@
-// The fdr-sim program as a parent process sees it: its output and exit status, the ready file,
-// the transcript and a clean stop on SIGTERM.
-#include <fcntl.h>
+// What the program cases cannot hold: the exit status after SIGTERM, the sample seed printed
+// whole, and the renderings of an exchange that no plain session makes (a stalled one, with a
+// problem among its flags).
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
-#include <filesystem>
+#include <cstdio>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <thread>
 
-#include "SimulatorClient.h"
+#include "Transcript.h"
 #include "support/Timing.h"
 
-namespace fdrsim::test {
+namespace fdrsim {
 namespace {
 
-std::string ReadFile(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
-// One run of the program in a new folder, its standard output and error in files there.
-struct Launch {
-    explicit Launch(std::vector<std::string> args) {
-        folder = testing::TempDir() + "fdr-sim-XXXXXX";
-        EXPECT_NE(mkdtemp(folder.data()), nullptr);
-        args.insert(args.begin(), FDR_SIM_PROGRAM);
-        std::vector<char*> argv;
-        for (auto& arg : args) {
-            arg = arg.rfind("{dir}", 0) == 0 ? folder + arg.substr(5) : arg;
-            argv.push_back(arg.data());
-        }
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_addopen(&files, 1, (folder + "/out").c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        posix_spawn_file_actions_addopen(&files, 2, (folder + "/err").c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        posix_spawn(&pid, FDR_SIM_PROGRAM, &files, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&files);
+TEST(Program, ExitsWithZeroOnSigterm) {
+    const std::string ready = testing::TempDir() + "fdr-sim-" + std::to_string(getpid());
+    const pid_t pid = fork();
+    if (pid == 0) {
+        execl(FDR_SIM_PROGRAM, FDR_SIM_PROGRAM, "--any-ports", "-q", "--ready-file", ready.c_str(),
+              nullptr);
+        _exit(127);
     }
-    ~Launch() {
-        Finish(std::chrono::seconds(0));
-        std::filesystem::remove_all(folder);
-    }
-    // The exit status; -1 (and the program killed) when it still runs after `limit`.
-    int Finish(std::chrono::seconds limit = fdrtest::kEventuallyLimit) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        int status = 0;
-        while (pid > 0 && waitpid(pid, &status, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() >= deadline) {
-                kill(pid, SIGKILL);
-                waitpid(pid, nullptr, 0);
-                status = -1;
-                break;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        pid = -1;
-        return status < 0 ? -1 : WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-    std::string folder;
-    pid_t pid = -1;
-};
-
-TEST(Program, WritesTheReadyFileRecordsExchangesAndStopsOnSigterm) {
-    Launch run({"--any-ports", "--ready-file", "{dir}/ready", "--transcript", "{dir}/t.jsonl"});
-    const std::string ready = run.folder + "/ready";
-    for (auto limit = std::chrono::steady_clock::now() + fdrtest::kEventuallyLimit;
-         !std::filesystem::exists(ready) && std::chrono::steady_clock::now() < limit;) {
+    const auto limit = std::chrono::steady_clock::now() + fdrtest::kEventuallyLimit;
+    while (access(ready.c_str(), F_OK) != 0 && std::chrono::steady_clock::now() < limit) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    const std::string services = ReadFile(ready);
-    std::smatch port;
-    ASSERT_TRUE(std::regex_search(services, port,
-                                  std::regex(R"("federation":\{"fault":"none","port":(\d+)\})")))
-        << services << ReadFile(run.folder + "/err");
-    EXPECT_EQ(Get(std::stoi(port[1]), "/fdr/Service", {{"type", "1"}}).code, 0);
-
-    kill(run.pid, SIGTERM);
-    EXPECT_EQ(run.Finish(), 0);
-    EXPECT_FALSE(std::filesystem::exists(ready)) << "the ready file outlived the program";
-    EXPECT_TRUE(std::regex_match(
-        ReadFile(run.folder + "/t.jsonl"),
-        std::regex(
-            R"(\{"time":"[-\dT:.]+Z","service":"federation","port":)" + port[1].str() +
-            R"(,"method":"GET","target":"/fdr/Service\?type=1","request":"","status":200,"answer":"\{.*\}","flags":\[\],"ok":true\}\n)")));
-    EXPECT_TRUE(std::regex_search(
-        ReadFile(run.folder + "/out"),
-        std::regex(
-            R"(\n\d\d:\d\d:\d\d\.\d{3}  federation        GET  /fdr/Service\?type=1  200  in 0 B  out 104 B\nfdr-sim: stopping \(SIGTERM\)\n$)")));
-}
-
-TEST(Program, ATakenPortIsNamedWithItsService) {
-    TakenPort taken;
-    const std::string port = std::to_string(taken.port());
-    const struct {
-        std::vector<std::string> args;
-        std::string err;
-    } cases[] = {
-        {{"--any-ports", "--port", "arbitrator=" + port},
-         "fdr-sim: cannot listen on 127.0.0.1:" + port + " for the arbitrator (" + port +
-             "): the port is already in use (is another simulator or the real service running?)\n"},
-        {{"--any-ports", "--admin-port", port},
-         "fdr-sim: cannot listen on 127.0.0.1:" + port +
-             " for the control API: the port is already in use (another fdr-sim?); --admin-port "
-             "chooses another\n"},
-    };
-    for (const auto& c : cases) {
-        Launch run(c.args);
-        EXPECT_EQ(run.Finish(), 1) << c.err;
-        EXPECT_EQ(ReadFile(run.folder + "/err"), c.err);
-    }
+    kill(pid, SIGTERM);
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 TEST(Program, PrintsTheSampleSeedAsItsFile) {
-    Launch seed({"--print-sample-seed"});
-    EXPECT_EQ(seed.Finish(), 0);
-    EXPECT_EQ(ReadFile(seed.folder + "/out"), ReadFile(FDR_SIM_SAMPLE_SEED_FILE));
+    std::string printed;
+    FILE* out = popen(FDR_SIM_PROGRAM " --print-sample-seed", "r");
+    ASSERT_NE(out, nullptr);
+    for (int c; (c = std::fgetc(out)) != EOF;) {
+        printed += static_cast<char>(c);
+    }
+    EXPECT_EQ(pclose(out), 0);
+    std::ostringstream file;
+    file << std::ifstream(FDR_SIM_SAMPLE_SEED_FILE).rdbuf();
+    EXPECT_EQ(printed, file.str());
+}
+
+TEST(Transcript, AnExchangeNotAnsweredWithAProblemAndANote) {
+    Exchange stalled;
+    stalled.time = std::chrono::system_clock::time_point(std::chrono::milliseconds(1715679000123));
+    stalled.service = Service::Aggregator;
+    stalled.port = 10235;
+    stalled.method = "PUT";
+    stalled.target = "/aggreatorService/system_info";
+    stalled.request_body = "mode=\"x\"";
+    stalled.flags = {{"not JSON", true}, {"a note", false}};
+    EXPECT_EQ(TranscriptLine(stalled),
+              R"({"time":"2024-05-14T09:30:00.123Z","service":"aggregator","port":10235,)"
+              R"("method":"PUT","target":"/aggreatorService/system_info","request":"mode=\"x\"",)"
+              R"("status":null,"answer":"","flags":["not JSON","a note"],"ok":false})");
+    EXPECT_EQ(ReadableLine(stalled).substr(12),
+              "  aggregator        PUT  /aggreatorService/system_info  ---  in 8 B  out 0 B  "
+              "[!not JSON; a note]");
 }
 
 }  // namespace
-}  // namespace fdrsim::test
+}  // namespace fdrsim

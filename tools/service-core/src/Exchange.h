@@ -1,18 +1,48 @@
-// One exchange with a simulated service: what arrived, what was answered and what the simulator
-// noticed about it. The unit of the in-memory log, the transcript and the console line.
+// The eight local services that the simulator stands in for, as the library's catalogue lists
+// them, and one exchange with one of them: what arrived, what was answered and what the
+// simulator noticed about it (the unit of the in-memory log, the transcript and the console line).
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "ServiceTable.h"
+#include "catalogue/ServiceCatalogue.h"
 
 namespace fdrsim {
+
+using Service = fdr::ServiceId;
+using ServiceInfo = fdr::LocalService;
+
+// Every service, in port order.
+inline const std::vector<ServiceInfo>& AllServices() {
+    static const std::vector<ServiceInfo> services(std::begin(fdr::kLocalServices),
+                                                   std::end(fdr::kLocalServices));
+    return services;
+}
+
+// Finds a service by its fixed port or its key ("federation"); null when unknown.
+inline const ServiceInfo* FindService(const std::string& port_or_key) {
+    for (const auto& info : AllServices()) {
+        if (port_or_key == info.key || port_or_key == std::to_string(info.port)) {
+            return &info;
+        }
+    }
+    return nullptr;
+}
+
+inline const ServiceInfo& InfoOf(Service service) {
+    const ServiceInfo* info = &AllServices().front();
+    while (info->id != service) {
+        ++info;  // every service is in the catalogue
+    }
+    return *info;
+}
 
 // Something noticed about a request. A problem means the request is not what the service
 // expects; other flags mark known, deliberate quirks ("not JSON (expected)") or simulator
@@ -29,6 +59,11 @@ inline void AddNote(Flags& flags, std::string text) {
 inline void AddProblem(Flags& flags, std::string text) {
     flags.push_back({std::move(text), true});
 }
+
+// The fields of a form body or a query in their order, percent-decoded ("+" is a space; a "%"
+// not followed by two hex digits stays as it is).
+using FormFields = std::vector<std::pair<std::string, std::string>>;
+FormFields ParseForm(const std::string& text);
 
 // Header fields in wire order, names as sent.
 using HeaderList = std::vector<std::pair<std::string, std::string>>;
@@ -53,16 +88,11 @@ struct ServiceAnswer {
     int status = 200;
     std::string body;
     std::string content_type = "application/json";
-    Flags flags;
+    Flags flags{};
 };
 
 // What a test or tool scripts for one method and path, in place of the service's own route.
-struct ScriptedAnswer {
-    int status = 200;
-    std::string body;
-    std::string content_type = "application/json";
-    std::chrono::milliseconds delay{0};  // wait before answering; cut short when the core stops
-};
+using ScriptedAnswer = ServiceAnswer;
 using Responder = std::function<ScriptedAnswer(const IncomingRequest&)>;
 
 // A service's own answer to one of its endpoints (the endpoint's query, if any, is the route's).

@@ -102,9 +102,4 @@ size_t ExchangeLog::Count() const {
     return exchanges_.size();
 }
 
-bool ExchangeLog::WaitForCount(size_t count, std::chrono::milliseconds timeout) const {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return recorded_.wait_for(lock, timeout, [&] { return exchanges_.size() >= count; });
-}
-
 }  // namespace fdrsim

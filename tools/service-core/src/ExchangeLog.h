@@ -53,8 +53,6 @@ class ExchangeLog {
 
     std::vector<Exchange> All() const { return List(); }
     size_t Count() const;
-    // Waits until at least `count` exchanges are kept; true when they were in time.
-    bool WaitForCount(size_t count, std::chrono::milliseconds timeout) const;
 
   private:
     const size_t capacity_;

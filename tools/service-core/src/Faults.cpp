@@ -1,5 +1,7 @@
 #include "Faults.h"
 
+#include <iterator>
+
 namespace fdrsim {
 
 namespace {
@@ -9,6 +11,7 @@ struct ModeName {
     const char* name;
 };
 
+// In the order of FaultMode.
 constexpr ModeName kModeNames[] = {
     {FaultMode::None, "none"},
     {FaultMode::Refuse, "refuse"},
@@ -25,6 +28,8 @@ constexpr ModeName kModeNames[] = {
     {FaultMode::DeepNesting, "deep-nesting"},
 };
 
+static_assert(std::size(kModeNames) == static_cast<size_t>(FaultMode::DeepNesting) + 1);
+
 std::string ModeList() {
     std::string list;
     for (const auto& entry : kModeNames) {
@@ -36,12 +41,7 @@ std::string ModeList() {
 }  // namespace
 
 const char* FaultName(FaultMode mode) {
-    for (const auto& entry : kModeNames) {
-        if (entry.mode == mode) {
-            return entry.name;
-        }
-    }
-    return "none";
+    return kModeNames[static_cast<int>(mode)].name;  // the table is in the order of FaultMode
 }
 
 std::optional<FaultMode> FaultModeNamed(const std::string& name) {

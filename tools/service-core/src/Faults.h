@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "ServiceTable.h"
+#include "Exchange.h"
 
 namespace fdrsim {
 

@@ -1,10 +1,9 @@
-#include "FederationRoutes.h"
+#include "ServiceRoutes.h"
 
 #include <algorithm>
 
+#include "FederationSeed.h"
 #include "JsonText.h"
-#include "SeedLoader.h"
-#include "ShapeChecks.h"
 
 namespace fdrsim {
 
@@ -136,26 +135,21 @@ Json::Value UserReport(const FederationStore& store, const std::string& name, bo
         AddProblem(flags, "user " + name + (user->is_domain ? " is" : " is not") +
                               " a domain account, the request says otherwise");
     }
-    Json::Value privileges(Json::arrayValue);
-    for (const auto& privilege : user->privileges) {
-        privileges.append(privilege);
-    }
+    const Json::Value privileges =
+        JsonArray(user->privileges, [](const std::string& text) { return Json::Value(text); });
     for (const auto& member : store.Members()) {
         const auto& lids = user->members;
         if (!lids.empty() &&
             std::find(lids.begin(), lids.end(), member.autonomy_lid) == lids.end()) {
             continue;
         }
-        Json::Value entry = EmptyList("channel_list");
-        entry["autonomy_lid"] = member.autonomy_lid;
-        for (const auto& channel :
-             store.Channels(member.autonomy_lid).value_or(std::vector<StoredChannel>{})) {
-            Json::Value item(Json::objectValue);
-            item["guid"] = channel.guid;
-            item["privilege_list"] = privileges;
-            entry["channel_list"].append(item);
-        }
-        report["autonomy_list"].append(entry);
+        const auto channels =
+            store.Channels(member.autonomy_lid).value_or(std::vector<StoredChannel>{});
+        report["autonomy_list"].append(JsonObject(
+            {{"autonomy_lid", member.autonomy_lid},
+             {"channel_list", JsonArray(channels, [&privileges](const StoredChannel& channel) {
+                  return JsonObject({{"guid", channel.guid}, {"privilege_list", privileges}});
+              })}}));
     }
     return report;
 }
@@ -233,19 +227,16 @@ Routes FederationRoutes(FederationStore& store) {
              if (!Asks(request, "type", "1")) {
                  return Failure(kBadRequest, "expected the query type=1");
              }
-             Json::Value content(Json::objectValue);
-             content["serviceInfo"]["GUID"] = store.Guid();
-             return Ok(content);
+             return Ok(JsonObject({{"serviceInfo", JsonObject({{"GUID", store.Guid()}})}}));
          }},
         {fdr::endpoint::kAutonomies,
          [&store](Request) {
-             Json::Value content = EmptyList("autonomy_list");
-             for (const auto& member : store.Members()) {
-                 Json::Value entry = MemberTexts(member);
-                 entry["group_list"].append(Json::Value(Json::objectValue))["id"] = member.group_id;
-                 content["autonomy_list"].append(entry);
-             }
-             return Ok(content);
+             return Ok(
+                 JsonObject({{"autonomy_list", JsonArray(store.Members(), [](const Member& member) {
+                                  Json::Value entry = MemberTexts(member);
+                                  entry["group_list"].append(JsonObject({{"id", member.group_id}}));
+                                  return entry;
+                              })}}));
          }},
         {fdr::endpoint::kCmsChannelWrite,
          [&store](Request request) {
@@ -274,14 +265,12 @@ Routes FederationRoutes(FederationStore& store) {
                             : Failure(kBadRequest, "expected the query autonomy_lid", {},
                                       EmptyList("channel_list"));
              }
-             Json::Value content = EmptyList("channel_list");
-             for (const auto& channel : *channels) {
-                 Json::Value& entry = content["channel_list"].append(Json::Value());
-                 entry["guid"] = channel.guid;
-                 entry["name"] = channel.name;
-                 entry["data"] = channel.data;
-             }
-             return Ok(content);
+             return Ok(JsonObject(
+                 {{"channel_list", JsonArray(*channels, [](const StoredChannel& channel) {
+                       return JsonObject({{"guid", channel.guid},
+                                          {"name", channel.name},
+                                          {"data", channel.data}});
+                   })}}));
          }},
         {fdr::endpoint::kConfig,
          [&store](Request request) {
@@ -294,9 +283,7 @@ Routes FederationRoutes(FederationStore& store) {
              if (!value) {
                  return Failure(kUnknownConfig, "no configuration " + *section + "/" + *key);
              }
-             Json::Value content(Json::objectValue);
-             content["config"] = *value;
-             return Ok(content);
+             return Ok(JsonObject({{"config", *value}}));
          }},
     };
 }

@@ -1,5 +1,8 @@
-// The content of a simulated federation: what the built-in sample or a seed file describes.
+// The content of a simulated federation: what the built-in sample or a seed file describes, and
+// reading and writing it as a seed document (JSON).
 #pragma once
+
+#include <json/json.h>
 
 #include <map>
 #include <string>
@@ -51,5 +54,19 @@ struct FederationSeed {
     // section -> key -> text, as "/fdr/Config" answers them.
     std::map<std::string, std::map<std::string, std::string>> config;
 };
+
+// Reads a seed document. On failure returns false and sets `error` to a message that names
+// the offending place, e.g. "members[1].channels[0]: \"guid\" is missing".
+bool ParseSeed(const std::string& text, FederationSeed& seed, std::string* error);
+bool LoadSeedFile(const std::string& path, FederationSeed& seed, std::string* error);
+// The seed document of `seed`, which ParseSeed reads back as it is. Channel data is written as
+// text, byte for byte.
+std::string SeedJson(const FederationSeed& seed);
+// The nine text fields of a member, under the names that seeds and the member list share.
+Json::Value MemberTexts(const Member& member);
+
+// The built-in federation: the content of sample-seed.json, compiled in.
+const std::string& SampleSeedText();
+FederationSeed SampleFederation();
 
 }  // namespace fdrsim

@@ -7,9 +7,9 @@ namespace fdrsim {
 void FederationStore::Replace(FederationSeed seed) {
     std::lock_guard<std::mutex> lock(mutex_);
     seed_ = std::move(seed);
-    stores_.clear();
+    channels_.clear();
     for (auto& member : seed_.members) {
-        stores_.push_back({member.autonomy_lid, std::move(member.channels)});
+        channels_[member.autonomy_lid] = std::move(member.channels);
         member.channels.clear();
     }
 }
@@ -18,7 +18,7 @@ FederationSeed FederationStore::Snapshot() const {
     std::lock_guard<std::mutex> lock(mutex_);
     FederationSeed seed = seed_;
     for (auto& member : seed.members) {
-        member.channels = Find(member.autonomy_lid)->channels;
+        member.channels = channels_.at(member.autonomy_lid);
     }
     return seed;
 }
@@ -35,8 +35,8 @@ std::vector<Member> FederationStore::Members() const {
 
 std::optional<std::vector<StoredChannel>> FederationStore::Channels(const std::string& lid) const {
     std::lock_guard<std::mutex> lock(mutex_);
-    const MemberChannels* store = Find(lid);
-    return store ? std::optional(store->channels) : std::nullopt;
+    const auto it = channels_.find(lid);
+    return it == channels_.end() ? std::nullopt : std::optional(it->second);
 }
 
 std::optional<std::string> FederationStore::Config(const std::string& section,
@@ -77,11 +77,10 @@ bool FederationStore::Apply(const std::vector<ChannelChange>& changes, Flags& fl
 
 void FederationStore::ApplyOne(const ChannelChange& change, Flags& flags) {
     const std::string& lid = change.autonomy_lid;
-    if (Find(lid) == nullptr) {
+    if (channels_.count(lid) == 0) {
         AddProblem(flags, "autonomy " + lid + " is not a member; its channels are kept apart");
-        stores_.push_back({lid, {}});
     }
-    auto& stored = const_cast<MemberChannels*>(Find(lid))->channels;
+    auto& stored = channels_[lid];
     int changed = 0;
     if (change.mode == "replace") {
         stored = change.channels;
@@ -109,15 +108,6 @@ void FederationStore::ApplyOne(const ChannelChange& change, Flags& flags) {
     }
     AddNote(flags, "autonomy " + lid + ": " + change.mode + " " + std::to_string(changed) +
                        " channel(s), " + std::to_string(stored.size()) + " stored");
-}
-
-const FederationStore::MemberChannels* FederationStore::Find(const std::string& lid) const {
-    for (const auto& store : stores_) {
-        if (store.lid == lid) {
-            return &store;
-        }
-    }
-    return nullptr;
 }
 
 }  // namespace fdrsim

@@ -2,6 +2,7 @@
 // channels, the configuration values and the users.
 #pragma once
 
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -46,16 +47,11 @@ class FederationStore {
     bool Apply(const std::vector<ChannelChange>& changes, Flags& flags, std::string* error);
 
   private:
-    struct MemberChannels {
-        std::string lid;
-        std::vector<StoredChannel> channels;
-    };
-    const MemberChannels* Find(const std::string& lid) const;
     void ApplyOne(const ChannelChange& change, Flags& flags);
 
     mutable std::mutex mutex_;
-    FederationSeed seed_;                 // the members' channels live in stores_
-    std::vector<MemberChannels> stores_;  // one per lid ever known, the members first
+    FederationSeed seed_;  // the members' channels live in channels_
+    std::map<std::string, std::vector<StoredChannel>> channels_;  // per lid ever known
 };
 
 }  // namespace fdrsim

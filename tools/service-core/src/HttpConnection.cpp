@@ -1,6 +1,7 @@
 #include "HttpConnection.h"
 
 #include <poll.h>
+#include <strings.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,8 +11,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-
-#include "FormText.h"
+#include <map>
+#include <sstream>
 
 namespace fdrsim {
 
@@ -20,39 +21,41 @@ namespace {
 // The most a request's announced Content-Length reserves ahead of its bytes.
 constexpr size_t kLargestReservedBody = size_t{1} << 30;
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
 std::string Trimmed(const std::string& text) {
     const size_t first = text.find_first_not_of(" \t");
-    if (first == std::string::npos) {
-        return {};
+    return first == std::string::npos
+               ? ""
+               : text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+// "%41" becomes "A"; a "%" not followed by two hex digits stays as it is.
+std::string PercentDecode(const std::string& text, bool plus_is_space) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (plus_is_space && text[i] == '+') {
+            out += ' ';
+        } else if (text[i] == '%' && i + 2 < text.size() &&
+                   std::isxdigit(static_cast<unsigned char>(text[i + 1])) &&
+                   std::isxdigit(static_cast<unsigned char>(text[i + 2]))) {
+            out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            out += text[i];
+        }
     }
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+    return out;
 }
 
 const char* Reason(int status) {
-    switch (status) {
-        case 200:
-            return "OK";
-        case 400:
-            return "Bad Request";
-        case 401:
-            return "Unauthorized";
-        case 404:
-            return "Not Found";
-        case 405:
-            return "Method Not Allowed";
-        case 500:
-            return "Internal Server Error";
-        case 503:
-            return "Service Unavailable";
-        default:
-            return "Status";
-    }
+    static const std::map<int, const char*> kReasons = {{200, "OK"},
+                                                        {400, "Bad Request"},
+                                                        {401, "Unauthorized"},
+                                                        {404, "Not Found"},
+                                                        {405, "Method Not Allowed"},
+                                                        {500, "Internal Server Error"},
+                                                        {503, "Service Unavailable"}};
+    const auto it = kReasons.find(status);
+    return it == kReasons.end() ? "Status" : it->second;
 }
 
 // Reads the request line and the header fields of `head` (everything before the blank line).
@@ -68,7 +71,9 @@ bool ParseHead(const std::string& head, IncomingRequest& request) {
     request.method = line.substr(0, first);
     request.target = line.substr(first + 1, second - first - 1);
     request.path = PercentDecode(request.target.substr(0, request.target.find('?')), false);
-    for (auto& [key, value] : DecodeQuery(request.target)) {
+    const size_t mark = request.target.find('?');
+    for (auto& [key, value] :
+         ParseForm(mark == std::string::npos ? "" : request.target.substr(mark + 1))) {
         request.query.emplace(std::move(key), std::move(value));
     }
     while (line_end != std::string::npos) {
@@ -85,6 +90,20 @@ bool ParseHead(const std::string& head, IncomingRequest& request) {
 }
 
 }  // namespace
+
+FormFields ParseForm(const std::string& text) {
+    FormFields fields;
+    std::istringstream parts(text);
+    for (std::string part; std::getline(parts, part, '&');) {
+        const size_t eq = part.find('=');
+        if (!part.empty()) {
+            fields.emplace_back(
+                PercentDecode(part.substr(0, eq), true),
+                eq == std::string::npos ? "" : PercentDecode(part.substr(eq + 1), true));
+        }
+    }
+    return fields;
+}
 
 WakeSignal::WakeSignal() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
@@ -182,13 +201,15 @@ bool HttpConnection::ReadRequest(IncomingRequest& request) {
             return true;
         }
         for (const auto& [name, value] : request.headers) {
-            const std::string key = Lower(name);
-            if (key == "content-length") {
+            const auto is = [](const std::string& text, const char* lower) {
+                return strcasecmp(text.c_str(), lower) == 0;
+            };
+            if (is(name, "content-length")) {
                 length = std::strtoul(value.c_str(), nullptr, 10);
-            } else if (key == "transfer-encoding" && Lower(value) != "identity") {
+            } else if (is(name, "transfer-encoding") && !is(value, "identity")) {
                 request.unreadable = "a chunked body, which is not read";
                 return true;
-            } else if (key == "expect" && Lower(value) == "100-continue" &&
+            } else if (is(name, "expect") && is(value, "100-continue") &&
                        !Send("HTTP/1.1 100 Continue\r\n\r\n")) {
                 return false;
             }

@@ -1,7 +1,6 @@
-#include "Receivers.h"
+#include "ServiceRoutes.h"
 
 #include "JsonText.h"
-#include "ShapeChecks.h"
 
 namespace fdrsim {
 

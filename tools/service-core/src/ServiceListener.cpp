@@ -56,11 +56,6 @@ int PortOfSocket(int sock) {
     return ntohs(address.sin_port);
 }
 
-struct ServiceListener::Connection {
-    std::thread thread;
-    std::atomic<bool> done{false};
-};
-
 ServiceListener::ServiceListener(Service service, int port, Handler handler, const WakeSignal& stop)
     : service_(service), port_(port), handler_(std::move(handler)), stop_(stop) {}
 
@@ -129,15 +124,8 @@ void ServiceListener::Refuse() {
 
 void ServiceListener::Stop() {
     Refuse();
-    // Joined outside the lock, which each connection takes as it closes.
-    std::list<std::unique_ptr<Connection>> connections;
-    {
-        std::lock_guard<std::mutex> lock(connections_mutex_);
-        connections.swap(connections_);
-    }
-    for (auto& connection : connections) {
-        connection->thread.join();
-    }
+    std::unique_lock<std::mutex> lock(connections_mutex_);
+    closed_.wait(lock, [this] { return open_ == 0; });
 }
 
 void ServiceListener::AcceptLoop(int listen_fd, const WakeSignal& closing) {
@@ -157,21 +145,17 @@ void ServiceListener::AcceptLoop(int listen_fd, const WakeSignal& closing) {
         // Small answers otherwise wait on Nagle and delayed acknowledgements.
         int yes = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-        std::lock_guard<std::mutex> lock(connections_mutex_);
-        Reap();
-        ++open_;
-        auto connection = std::make_unique<Connection>();
-        Connection* raw = connection.get();
-        connection->thread = std::thread([this, fd, raw] {
+        {
+            std::lock_guard<std::mutex> lock(connections_mutex_);
+            ++open_;
+        }
+        std::thread([this, fd] {
             Serve(fd);
-            {
-                std::lock_guard<std::mutex> closed(connections_mutex_);
-                --open_;
-            }
+            // Told under the lock: once Stop() sees no connection open, none touches this again.
+            std::lock_guard<std::mutex> lock(connections_mutex_);
+            --open_;
             closed_.notify_all();
-            raw->done = true;
-        });
-        connections_.push_back(std::move(connection));
+        }).detach();
     }
 }
 
@@ -188,18 +172,6 @@ void ServiceListener::Serve(int fd) {
 bool ServiceListener::WaitUntilIdle(std::chrono::steady_clock::time_point deadline) const {
     std::unique_lock<std::mutex> lock(connections_mutex_);
     return closed_.wait_until(lock, deadline, [this] { return open_ == 0; });
-}
-
-// Joins the connections that are done; called with connections_mutex_ held.
-void ServiceListener::Reap() {
-    for (auto it = connections_.begin(); it != connections_.end();) {
-        if ((*it)->done) {
-            (*it)->thread.join();
-            it = connections_.erase(it);
-        } else {
-            ++it;
-        }
-    }
 }
 
 }  // namespace fdrsim

@@ -7,14 +7,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 
 #include "HttpConnection.h"
-#include "ServiceTable.h"
 
 namespace fdrsim {
 
@@ -46,10 +44,8 @@ class ServiceListener {
     int port() const { return port_; }
 
   private:
-    struct Connection;
     void AcceptLoop(int listen_fd, const WakeSignal& closing);
     void Serve(int fd);
-    void Reap();
     bool Fail(const std::string& reason, std::string* error) const;
 
     const Service service_;
@@ -61,8 +57,7 @@ class ServiceListener {
     std::unique_ptr<WakeSignal> closing_;  // ends the accept loop of this listening socket
     std::thread acceptor_;
     mutable std::mutex connections_mutex_;
-    std::list<std::unique_ptr<Connection>> connections_;
-    size_t open_ = 0;  // connections not yet closed
+    size_t open_ = 0;  // connections not yet closed, each served on a detached thread
     mutable std::condition_variable closed_;
 };
 

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "FederationRoutes.h"
-#include "Receivers.h"
+#include "ServiceRoutes.h"
 
 namespace fdrsim {
 
@@ -213,9 +212,7 @@ void Simulator::Serve(Service service, int port, HttpConnection& connection,
                     {{request.unreadable, true}}};
         }
         if (script) {
-            const ScriptedAnswer scripted = script(request);
-            connection.Pause(scripted.delay);
-            return {scripted.status, scripted.body, scripted.content_type, {}};
+            return script(request);
         }
         if (options_.recorder_only) {
             return {200, "", "application/json", {}};

@@ -13,8 +13,8 @@
 
 #include "ExchangeLog.h"
 #include "Faults.h"
+#include "FederationSeed.h"
 #include "FederationStore.h"
-#include "SeedLoader.h"
 #include "ServiceListener.h"
 #include "TokenService.h"
 

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "FormText.h"
 #include "JsonText.h"
 
 namespace fdrsim {
@@ -19,10 +18,8 @@ const std::string* Field(const FormFields& form, const std::string& name) {
 }
 
 ServiceAnswer Refusal(const std::string& error, const std::string& description, Flags flags) {
-    Json::Value body(Json::objectValue);
-    body["error"] = error;
-    body["error_description"] = description;
-    return {200, CompactJson(body), "application/json", std::move(flags)};
+    return {200, CompactJson(JsonObject({{"error", error}, {"error_description", description}})),
+            "application/json", std::move(flags)};
 }
 
 }  // namespace

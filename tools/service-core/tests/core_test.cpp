@@ -1,16 +1,30 @@
-// The core's behaviour over time and threads, on free ports: refusing and stalling, the journal's
-// filter, wait and cap, scripted responders, the federation's round trip and reset, concurrent
-// writes, a port that is taken, and the compiled-in sample federation.
+// The service core on free ports. The exchanges are the case files in cases/: requests sent as
+// raw bytes, each answer and the journal's flags of that exchange compared with the file's text.
+//   == NAME                  a case; the federation, faults and scripts start afresh
+//   seed JSON                the federation; "= ERROR" on the next line: refused with ERROR.
+//                            Before the first case: the federation each case starts with.
+//   fault SERVICE MODE k=v   status=, body=, sent=, depth=, remaining=, drip= (ms)
+//   script SERVICE METHOD PATH STATUS BODY   a scripted answer
+//   clock +SECONDS           moves the token service's clock
+//   > METHOD SERVICE TARGET  a request; the lines up to "<" are its body, joined by newlines
+//   >raw SERVICE BYTES       a request sent as written ("\r", "\n" escaped)
+//   < STATUS BODY            the answer ("*" stands for any text; "\r", "\n" escaped)
+//   <raw BYTES               the answer's bytes as written; nothing when the port refuses
+//   ! TEXT / . TEXT          a problem / a note of that exchange, in order; none when none given
+// "$rtN" in a request stands for the Nth refresh token the token service gave in this file.
+// The tests below the runner are about time and threads: stalls, the journal, concurrent writes,
+// a port taken.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
-#include "FormText.h"
 #include "JsonText.h"
 #include "Simulator.h"
 #include "support/Timing.h"
@@ -18,28 +32,63 @@
 namespace fdrsim {
 namespace {
 
-using std::chrono::seconds;
+std::string Unescaped(std::string text) {
+    for (const auto& [from, to] : {std::pair{"\\r", "\r"}, std::pair{"\\n", "\n"}}) {
+        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; ++at) {
+            text.replace(at, 2, to);
+        }
+    }
+    return text;
+}
 
-// A request sent on a connection of its own; returns the answer up to the end or the time-out.
-std::string Send(int port, const std::string& body, const char* path = "/channel_info_refresh") {
-    const int sock = BoundLoopbackSocket(0);
+// Sends `request` and reads the answer: `want` bytes, or to its Content-Length, or to the end;
+// "" when the port refuses.
+std::string Exchange(int port, const std::string& request, size_t want = 0) {
+    const int sock = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
-    const std::string request = std::string("PUT ") + path +
-                                " HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) +
-                                "\r\n\r\n" + body;
     std::string answer;
-    if (::connect(sock, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
-        ::send(sock, request.data(), request.size(), MSG_NOSIGNAL);
-        char buffer[4096];
-        for (ssize_t n; answer.find("\r\n\r\n") == std::string::npos &&
+    if (::connect(sock, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        ::send(sock, request.data(), request.size(), MSG_NOSIGNAL) >= 0) {
+        char buffer[65536];
+        for (ssize_t n; (want == 0 || answer.size() < want) &&
                         (n = ::recv(sock, buffer, sizeof buffer, 0)) > 0;) {
             answer.append(buffer, static_cast<size_t>(n));
+            const size_t head = answer.find("\r\n\r\n");
+            const size_t length = answer.find("Content-Length: ");
+            if (want == 0 && head != std::string::npos && length < head &&
+                answer.size() >= head + 4 + std::stoul(answer.substr(length + 16))) {
+                break;
+            }
         }
-    } else {
-        answer = "refused";
     }
     ::close(sock);
+    return answer;
+}
+
+// The status line of the answer to a PUT.
+std::string Put(int port, const std::string& body, const std::string& path) {
+    const std::string answer = Exchange(port, "PUT " + path + " HTTP/1.1\r\nContent-Length: " +
+                                                  std::to_string(body.size()) + "\r\n\r\n" + body);
     return answer.substr(0, answer.find("\r\n"));
+}
+
+bool Glob(const std::string& pattern, const std::string& text) {
+    const size_t star = pattern.find('*');
+    if (star == std::string::npos || text.compare(0, star, pattern, 0, star) != 0) {
+        return star == std::string::npos && pattern == text;
+    }
+    for (size_t at = star; at <= text.size(); ++at) {
+        if (Glob(pattern.substr(star + 1), text.substr(at))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+Service ServiceNamed(const std::string& key) {
+    const ServiceInfo* info = FindService(key);
+    EXPECT_NE(info, nullptr) << key;
+    return info == nullptr ? Service::Token : info->id;
 }
 
 std::unique_ptr<Simulator> Started(SimulatorOptions options = {}) {
@@ -50,112 +99,210 @@ std::unique_ptr<Simulator> Started(SimulatorOptions options = {}) {
     return core;
 }
 
-Fault Of(FaultMode mode) {
-    Fault fault;
-    fault.mode = mode;
-    return fault;
+class CaseRun {
+  public:
+    explicit CaseRun(const std::string& file) : file_(file) {
+        SimulatorOptions options;
+        options.now = [this] { return now_; };
+        core_ = Started(std::move(options));
+    }
+
+    void Run() {
+        std::ifstream in(file_);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(in, line);) {
+            lines.push_back(line);
+        }
+        for (size_t i = 0; i < lines.size(); ++i) {
+            const std::string& line = lines[i];
+            const std::string word = line.substr(0, line.find(' '));
+            const std::string rest = line.size() > word.size() ? line.substr(word.size() + 1) : "";
+            std::istringstream parts(rest);
+            std::string service, method, target, body, error;
+            if (word != "!" && word != ".") {
+                CheckFlags();
+            }
+            if (word == "==") {
+                name_ = rest;
+                if (base_seed_.empty()) {
+                    core_->ResetFederation();
+                } else {
+                    EXPECT_TRUE(core_->ReplaceFederation(base_seed_, &error)) << error;
+                }
+                core_->ClearFaults();
+                core_->ClearScripts();
+            } else if (word == "seed" && name_.empty()) {
+                base_seed_ = rest;
+            } else if (word == "seed") {
+                const bool refused = i + 1 < lines.size() && lines[i + 1].rfind("= ", 0) == 0;
+                EXPECT_NE(core_->ReplaceFederation(rest, &error), refused) << Where() << error;
+                EXPECT_EQ(error, refused ? lines[++i].substr(2) : "") << Where();
+            } else if (word == "fault") {
+                SetFault(parts);
+            } else if (word == "script") {
+                int status = 0;
+                parts >> service >> method >> target >> status >> body;
+                core_->Script(ServiceNamed(service), method, target, {status, body});
+            } else if (word == "clock") {
+                now_ += std::chrono::seconds(std::stoi(rest));
+            } else if (word == ">") {
+                parts >> method >> service >> target;
+                for (bool first = true; i + 1 < lines.size() && lines[i + 1].rfind("<", 0) != 0;
+                     first = false) {
+                    body += (first ? "" : "\n") + lines[++i];
+                }
+                body = Substituted(body);
+                port_ = core_->PortOf(ServiceNamed(service));
+                request_ = method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" +
+                           "Content-Type: application/json\r\nContent-Length: " +
+                           std::to_string(body.size()) + "\r\n\r\n" + body;
+            } else if (word == ">raw") {
+                port_ = core_->PortOf(ServiceNamed(rest.substr(0, rest.find(' '))));
+                request_ = Unescaped(rest.substr(rest.find(' ') + 1));
+            } else if (word == "<" || word == "<raw") {
+                Answer(word == "<raw", rest);
+            } else if (word == "!" || word == ".") {
+                expected_flags_ += word + " " + rest + "\n";
+            } else if (!line.empty() && line[0] != '#') {
+                ADD_FAILURE() << Where() << "unknown line: " << line;
+            }
+        }
+        CheckFlags();
+    }
+
+  private:
+    std::string Where() const { return file_ + ": " + name_ + ": "; }
+
+    void SetFault(std::istringstream& parts) {
+        std::string service, mode, setting;
+        parts >> service >> mode;
+        Fault fault;
+        fault.mode = FaultModeNamed(mode).value_or(FaultMode::None);
+        while (parts >> setting) {
+            const size_t eq = setting.find('=');
+            const std::string key = setting.substr(0, eq), value = setting.substr(eq + 1);
+            if (key == "body") {
+                fault.body = value;
+            } else if (key == "drip") {
+                fault.drip_interval = std::chrono::milliseconds(std::stoi(value));
+            } else if (key == "sent") {
+                fault.sent_bytes = std::stoul(value);
+            } else {
+                (key == "status"  ? fault.status
+                 : key == "depth" ? fault.depth
+                                  : fault.remaining) = std::stoi(value);
+            }
+        }
+        core_->SetFault(ServiceNamed(service), fault);
+    }
+
+    std::string Substituted(std::string body) const {
+        for (size_t n = refresh_tokens_.size(); n > 0; --n) {
+            const std::string name = "$rt" + std::to_string(n);
+            for (size_t at; (at = body.find(name)) != std::string::npos;) {
+                body.replace(at, name.size(), refresh_tokens_[n - 1]);
+            }
+        }
+        return body;
+    }
+
+    void Answer(bool raw, const std::string& expected) {
+        const uint64_t before = core_->Exchanges().LastId();
+        const std::string answer = Exchange(port_, request_, raw ? Unescaped(expected).size() : 0);
+        if (raw) {
+            EXPECT_EQ(answer, Unescaped(expected)) << Where();
+        } else {
+            const size_t head = std::min(answer.find("\r\n\r\n"), answer.size() - 4);
+            const std::string body = answer.substr(head + 4);
+            const std::string got = answer.substr(9, 3) + (body.empty() ? "" : " " + body);
+            EXPECT_TRUE(Glob(Unescaped(expected), got)) << Where() << "\n  got: " << got;
+            if (auto json = ParseJson(body); json && json->isMember("refresh_token")) {
+                refresh_tokens_.push_back((*json)["refresh_token"].asString());
+            }
+        }
+        exchange_ = core_->Exchanges().LastId() > before ? core_->Exchanges().Find(before + 1)
+                                                         : std::nullopt;
+        checking_ = true;
+        expected_flags_.clear();
+    }
+
+    // The flags of the last exchange against those the file gave after its answer.
+    void CheckFlags() {
+        if (!std::exchange(checking_, false)) {
+            return;
+        }
+        std::string flags;
+        for (const auto& flag : exchange_ ? exchange_->flags : Flags{}) {
+            flags += (flag.problem ? "! " : ". ") + flag.text + "\n";
+        }
+        EXPECT_TRUE(Glob(expected_flags_, flags)) << Where() << "\n  got:\n" << flags;
+    }
+
+    const std::string file_;
+    TokenService::Clock::time_point now_{std::chrono::hours(1)};
+    std::unique_ptr<Simulator> core_;
+    std::string name_, base_seed_, request_, expected_flags_;
+    int port_ = 0;
+    bool checking_ = false;
+    std::optional<fdrsim::Exchange> exchange_;
+    std::vector<std::string> refresh_tokens_;
+};
+
+TEST(CaseFiles, EachExchangeAnswersAndIsFlaggedAsWritten) {
+    for (const auto& entry : std::filesystem::directory_iterator(CORE_CASE_DIR)) {
+        SCOPED_TRACE(entry.path().filename().string());
+        CaseRun(entry.path().string()).Run();
+    }
 }
 
-TEST(Control, RefusingAndStallingComeAndGoWhileServing) {
+TEST(Control, AStalledRequestIsAnsweredWhenClearedAndReleasedAtOnceOnStop) {
     auto core = Started();
-    const auto port = [&] { return core->PortOf(Service::Arbitrator); };
-    core->SetFault(Service::Arbitrator, Of(FaultMode::Refuse));
-    EXPECT_EQ(Send(port(), "{}"), "refused");
-    core->ClearFault(Service::Arbitrator);
-    EXPECT_EQ(Send(port(), "{}"), "HTTP/1.1 200 OK");
-    EXPECT_EQ(core->Exchanges().Count(), 1u) << "the refused request never arrives";
-
-    // A stalled request is answered once the fault is cleared, and the journal keeps its answer.
-    core->SetFault(Service::Arbitrator, Of(FaultMode::Stall));
+    const int port = core->PortOf(Service::Arbitrator);
+    Fault stall;
+    stall.mode = FaultMode::Stall;
+    core->SetFault(Service::Arbitrator, stall);
     std::string released;
-    std::thread waiting([&] { released = Send(port(), R"({"autonomy_lid":"1"})"); });
-    ASSERT_TRUE(core->Exchanges().WaitFor({{}, "", "", 1}, fdrtest::kEventuallyLimit));
+    std::thread waiting(
+        [&] { released = Put(port, R"({"autonomy_lid":"1"})", "/channel_info_refresh"); });
+    ASSERT_TRUE(core->Exchanges().WaitFor({}, fdrtest::kEventuallyLimit));
     core->ClearFault(Service::Arbitrator);
     waiting.join();
     EXPECT_EQ(released, "HTTP/1.1 200 OK");
     const auto stalled = core->Exchanges().List().back();
-    EXPECT_EQ(stalled.fault, "stall");
-    EXPECT_EQ(stalled.status, 200);
-    EXPECT_EQ(stalled.answer_body, "{}");
+    EXPECT_EQ(stalled.fault + " " + std::to_string(stalled.status) + " " + stalled.answer_body,
+              "stall 200 {}");
 
-    // Stopping releases a stalled request at once.
-    core->SetFault(Service::Arbitrator, Of(FaultMode::Stall));
-    std::thread stopped([&] { released = Send(port(), "{}"); });
-    ASSERT_TRUE(core->Exchanges().WaitFor({{}, "", "", 2}, fdrtest::kEventuallyLimit));
+    core->SetFault(Service::Arbitrator, stall);
+    std::thread stopped([&] { released = Put(port, "{}", "/channel_info_refresh"); });
+    ASSERT_TRUE(core->Exchanges().WaitFor({{}, "", "", 1}, fdrtest::kEventuallyLimit));
     const auto start = std::chrono::steady_clock::now();
     core->Stop();
     stopped.join();
     EXPECT_EQ(released, "");
     EXPECT_WAIT_AT_MOST(std::chrono::steady_clock::now() - start,
-                        seconds(1) + fdrtest::kLoadedMachineSlack);
+                        std::chrono::seconds(1) + fdrtest::kLoadedMachineSlack);
 }
 
-TEST(Control, TheJournalFiltersWaitsAndKeepsTheNewest) {
+TEST(Control, TheJournalKeepsTheNewestAndWaitsAndARecorderAnswersEmpty) {
     SimulatorOptions options;
     options.journal_capacity = 3;
+    options.recorder_only = true;
     auto core = Started(std::move(options));
-    for (int i = 0; i < 4; ++i) {
-        Send(core->PortOf(Service::Arbitrator), "{}");
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(Put(core->PortOf(Service::Arbitrator), "{}", "/any"), "HTTP/1.1 200 OK");
     }
-    Send(core->PortOf(Service::FederationWrites), "", "/fdr/Service?type=1");
     ExchangeLog& journal = core->Exchanges();
-    EXPECT_EQ(journal.LastId(), 5u);
     EXPECT_EQ(journal.Dropped(), 2u);
     ASSERT_EQ(journal.List().size(), 3u);
     EXPECT_EQ(journal.List().front().id, 3u);
-    const auto writes = journal.List({Service::FederationWrites, "", "/fdr/Service", 0});
-    ASSERT_EQ(writes.size(), 1u);
-    EXPECT_EQ(writes[0].target, "/fdr/Service?type=1");
-    EXPECT_EQ(journal.List({std::nullopt, "PUT", "", 4}).size(), 1u);
-    EXPECT_TRUE(journal.List({std::nullopt, "GET", "", 0}).empty());
-
+    EXPECT_EQ(journal.List().front().answer_body, "");
     journal.Clear();
-    std::thread sender([&] { Send(core->PortOf(Service::Arbitrator), "late"); });
+    std::thread sender([&] { Put(core->PortOf(Service::Arbitrator), "late", "/any"); });
     const auto arrived = journal.WaitFor({std::nullopt, "PUT", "", 5}, fdrtest::kEventuallyLimit);
     sender.join();
     ASSERT_TRUE(arrived);
     EXPECT_EQ(arrived->id, 6u) << "ids go on after a clear";
     EXPECT_EQ(arrived->request_body, "late");
-}
-
-TEST(Control, ResponderSeesTheRequestAndARecorderAnswersEmpty) {
-    auto core = Started();
-    core->ScriptWith(
-        Service::Arbitrator, "PUT", "/channel_info_refresh", [](const IncomingRequest& request) {
-            return ScriptedAnswer{201, request.body + request.headers[0].first, "text/plain", {}};
-        });
-    EXPECT_EQ(Send(core->PortOf(Service::Arbitrator), "{}"), "HTTP/1.1 201 Status");
-    EXPECT_EQ(core->Exchanges().List().at(0).answer_body, "{}Content-Length");
-    SimulatorOptions recorder;
-    recorder.recorder_only = true;
-    auto plain = Started(std::move(recorder));
-    Send(plain->PortOf(Service::FederationWrites), "", "/fdr/Autonomies");
-    EXPECT_EQ(plain->Exchanges().List().at(0).answer_body, "");
-    EXPECT_EQ(plain->Exchanges().List().at(0).status, 200);
-}
-
-TEST(Federation, ReadsBackAsItIsAndResetsToTheFirst) {
-    auto core = Started();
-    const std::string sample = core->FederationJson();
-    std::string error;
-    ASSERT_TRUE(core->ReplaceFederation(
-        R"({"guid":"fed-2","clients":[{"client_id":"c","client_secret":"s"}],"users":[{"name":"u",
-        "is_domain":true,"privileges":["p"]}],"config":{"s":{"k":"v"}},"members":[{"autonomy_lid":
-        "7","group_id":2,"channels":[{"guid":"ch","data":"odd text"}]}]})",
-        &error))
-        << error;
-    const std::string replaced = core->FederationJson();
-    EXPECT_EQ(replaced,
-              R"({"clients":[{"client_id":"c","client_secret":"s"}],"config":{"s":{"k":"v"}},)"
-              R"("guid":"fed-2","members":[{"add_time":"","address":"","autonomy_id":"",)"
-              R"("autonomy_lid":"7","autonomy_lname":"","channels":[{"data":"odd text",)"
-              R"("guid":"ch","name":""}],"group_id":2,"mac":"","password":"","server_mode":"",)"
-              R"("username":""}],"users":[{"is_domain":true,"members":[],"name":"u",)"
-              R"("privileges":["p"]}]})");
-    ASSERT_TRUE(core->ReplaceFederation(replaced, &error)) << error;
-    EXPECT_EQ(core->FederationJson(), replaced);
-    core->ResetFederation();
-    EXPECT_EQ(core->FederationJson(), sample);
 }
 
 TEST(Federation, ConcurrentWritesAreAllAppliedAndRecorded) {
@@ -165,12 +312,11 @@ TEST(Federation, ConcurrentWritesAreAllAppliedAndRecorded) {
     for (int w = 0; w < 6; ++w) {
         writers.emplace_back([&core, w] {
             for (int i = 0; i < 10; ++i) {
-                const std::string guid = std::to_string(w) + "-" + std::to_string(i);
-                Send(core->PortOf(Service::FederationWrites),
-                     R"({"autonomy_list":[{"autonomy_lid":"1","mode":"add","channel_list":[)"
-                     R"({"guid":")" +
-                         guid + R"(","name":"n","data":"{}"}]}]})",
-                     "/fdr/CmsChannel");
+                Put(core->PortOf(Service::FederationWrites),
+                    R"({"autonomy_list":[{"autonomy_lid":"1","mode":"add","channel_list":[)"
+                    R"({"guid":")" +
+                        std::to_string(w * 10 + i) + R"(","name":"n","data":"{}"}]}]})",
+                    "/fdr/CmsChannel");
             }
         });
     }
@@ -185,8 +331,7 @@ TEST(Federation, ConcurrentWritesAreAllAppliedAndRecorded) {
 
 TEST(Listener, APortTakenFailsNamingItAndReleasesTheOthers) {
     auto holder = Started();
-    const int taken = holder->PortOf(Service::Token);
-    const std::string port = std::to_string(taken);
+    const std::string port = std::to_string(holder->PortOf(Service::Token));
     // A port found free can be taken by a test running beside this one before the simulator
     // binds it; such a round says so in its error and is played again with another port.
     for (int round = 0; round < 5; ++round) {
@@ -196,52 +341,22 @@ TEST(Listener, APortTakenFailsNamingItAndReleasesTheOthers) {
         SimulatorOptions options;
         options.any_ports = true;
         options.ports[Service::VideoManagement] = free_port;  // started before the token service
-        options.ports[Service::Token] = taken;
+        options.ports[Service::Token] = std::stoi(port);
         std::string error;
-        EXPECT_FALSE(Simulator(std::move(options)).Start(&error));
+        EXPECT_FALSE(Simulator(options).Start(&error));
         if (error.find(std::to_string(free_port)) != std::string::npos) {
             continue;
         }
-        EXPECT_EQ(error, "cannot listen on 127.0.0.1:" + port + " for the token service (" + port +
-                             "): the port is already in use (is another simulator or the real "
-                             "service running?)");
-        SimulatorOptions retry;
-        retry.ports[Service::VideoManagement] = free_port;
-        retry.any_ports = true;
-        auto again = std::make_unique<Simulator>(std::move(retry));
-        if (!again->Start(&error)) {
-            EXPECT_NE(error.find(std::to_string(free_port)), std::string::npos) << error;
-            continue;  // taken again from beside
+        EXPECT_NE(error.find("127.0.0.1:" + port + " for the token service"), std::string::npos);
+        options.ports.erase(Service::Token);
+        Simulator again(options);
+        if (again.Start(&error)) {
+            EXPECT_EQ(again.PortOf(Service::VideoManagement), free_port);
+            return;
         }
-        EXPECT_EQ(again->PortOf(Service::VideoManagement), free_port);
-        return;
+        EXPECT_NE(error.find(std::to_string(free_port)), std::string::npos) << error;
     }
     ADD_FAILURE() << "every free port was taken from beside the test";
-}
-
-TEST(SampleFederation, IsTheShippedFileWithFisheyeAndPlainCamerasOnEveryMember) {
-    std::ifstream in(FDR_SIM_SAMPLE_SEED_FILE);
-    std::ostringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(text.str(), SampleSeedText()) << "rebuild: the compiled-in sample is stale";
-    const FederationSeed seed = SampleFederation();
-    ASSERT_EQ(seed.members.size(), 3u);
-    for (const auto& member : seed.members) {
-        std::string kinds;
-        for (const auto& channel : member.channels) {
-            const Json::Value data = ParseJson(channel.data).value_or(Json::Value());
-            EXPECT_EQ(data["channel_guid"].asString(), channel.guid);
-            EXPECT_EQ(data["channel_name"].asString(), channel.name);
-            kinds += data["fisheye"]["fisheye_type"].asInt() >= 0 ? "f" : "p";
-        }
-        EXPECT_NE(kinds.find('f'), std::string::npos) << member.autonomy_lid;
-        EXPECT_NE(kinds.find('p'), std::string::npos) << member.autonomy_lid;
-    }
-}
-
-TEST(FormText, DecodesFieldsInOrder) {
-    EXPECT_EQ(ParseForm("a=1&b=x%3Dy+z&c&d=&&e=%zz"),
-              (FormFields{{"a", "1"}, {"b", "x=y z"}, {"c", ""}, {"d", ""}, {"e", "%zz"}}));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "SeedLoader.h"
+#include "FederationSeed.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -189,14 +189,6 @@ FederationSeed ReadSeed(const Json::Value& root) {
     return seed;
 }
 
-Json::Value TextArray(const std::vector<std::string>& texts) {
-    Json::Value array(Json::arrayValue);
-    for (const auto& text : texts) {
-        array.append(text);
-    }
-    return array;
-}
-
 }  // namespace
 
 bool ParseSeed(const std::string& text, FederationSeed& seed, std::string* error) {
@@ -240,35 +232,28 @@ Json::Value MemberTexts(const Member& member) {
 }
 
 std::string SeedJson(const FederationSeed& seed) {
-    Json::Value root(Json::objectValue);
-    root["guid"] = seed.guid;
-    Json::Value& members = root["members"] = Json::Value(Json::arrayValue);
-    for (const auto& member : seed.members) {
-        Json::Value& entry = members.append(MemberTexts(member));
+    const auto texts = [](const std::string& text) { return Json::Value(text); };
+    Json::Value root =
+        JsonObject({{"guid", seed.guid}, {"config", Json::Value(Json::objectValue)}});
+    root["members"] = JsonArray(seed.members, [](const Member& member) {
+        Json::Value entry = MemberTexts(member);
         entry["group_id"] = member.group_id;
-        Json::Value& channels = entry["channels"] = Json::Value(Json::arrayValue);
-        for (const auto& channel : member.channels) {
-            Json::Value& c = channels.append(Json::Value(Json::objectValue));
-            c["guid"] = channel.guid;
-            c["name"] = channel.name;
-            c["data"] = channel.data;
-        }
-    }
-    Json::Value& clients = root["clients"] = Json::Value(Json::arrayValue);
-    for (const auto& client : seed.clients) {
-        Json::Value& c = clients.append(Json::Value(Json::objectValue));
-        c["client_id"] = client.client_id;
-        c["client_secret"] = client.client_secret;
-    }
-    Json::Value& users = root["users"] = Json::Value(Json::arrayValue);
-    for (const auto& user : seed.users) {
-        Json::Value& u = users.append(Json::Value(Json::objectValue));
-        u["name"] = user.name;
-        u["is_domain"] = user.is_domain;
-        u["privileges"] = TextArray(user.privileges);
-        u["members"] = TextArray(user.members);
-    }
-    root["config"] = Json::Value(Json::objectValue);
+        entry["channels"] = JsonArray(member.channels, [](const StoredChannel& channel) {
+            return JsonObject(
+                {{"guid", channel.guid}, {"name", channel.name}, {"data", channel.data}});
+        });
+        return entry;
+    });
+    root["clients"] = JsonArray(seed.clients, [](const TokenClient& client) {
+        return JsonObject(
+            {{"client_id", client.client_id}, {"client_secret", client.client_secret}});
+    });
+    root["users"] = JsonArray(seed.users, [&texts](const FederationUser& user) {
+        return JsonObject({{"name", user.name},
+                           {"is_domain", user.is_domain},
+                           {"privileges", JsonArray(user.privileges, texts)},
+                           {"members", JsonArray(user.members, texts)}});
+    });
     for (const auto& [section, keys] : seed.config) {
         for (const auto& [key, text] : keys) {
             root["config"][section][key] = text;
