@@ -146,12 +146,13 @@ TEST_F(RestConnect, UnconnectedRequestIsMinusThreeWithNothingSentCountedOrLogged
 TEST_F(RestConnect, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
     for (const bool get : {false, true}) {
         Connection connection(stalling_);
-        const size_t arrived = Count() + 1;
+        fdrsim::ExchangeFilter arrived;
+        arrived.after_id = services_.Exchanges().LastId();
         int result = 0;
         std::string response;
         std::thread request(
             [&] { result = get ? connection.Get("/", response) : connection.Post("/", response); });
-        EXPECT_TRUE(services_.Exchanges().WaitForCount(arrived, fdrtest::kEventuallyLimit));
+        EXPECT_TRUE(services_.Exchanges().WaitFor(arrived, fdrtest::kEventuallyLimit));
         const auto aborted = std::chrono::steady_clock::now();
         connection.rest->AbortConnection(true);
         request.join();
