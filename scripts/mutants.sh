@@ -99,8 +99,17 @@ lines[line - 1] = text[:column] + replacement + text[column + len(original):]
 open(path, "w").write("\n".join(lines))
 PY
     if ! cmake --build "$build_dir" -j"$(nproc)" >>"$log" 2>&1; then
-        invalid=$((invalid + 1))
-        printf 'does not compile  %s\n' "$label" | tee -a "$log"
+        # The library builds but the suite's own programs do not (a test program that crashes
+        # while its tests are listed): the suite caught it.
+        if cmake --build "$build_dir" -j"$(nproc)" --target federateutil >>"$log" 2>&1; then
+            total=$((total + 1))
+            killed=$((killed + 1))
+            printf 'killed            %s (a test program crashed while listing its tests)\n' \
+                "$label" | tee -a "$log"
+        else
+            invalid=$((invalid + 1))
+            printf 'does not compile  %s\n' "$label" | tee -a "$log"
+        fi
     elif (cd "$build_dir" && ctest "${quick_suite[@]}" -j"$(nproc)" --stop-on-failure \
             --timeout 120) >>"$log" 2>&1; then
         total=$((total + 1))
