@@ -97,6 +97,7 @@ TEST(Base64, Appends) {
     b64_encode_v2(abc, 3, out);
     b64_encode_v2(abc, 3, out);
     b64_encode_v2(abc, 0, out);
+    b64_encode_v2(nullptr, 3, out);  // no data: nothing read, nothing added
     EXPECT_EQ(out, "xYWJjYWJj");
     out = "x";
     b64_decode_v2("YWJj", out);

@@ -138,7 +138,11 @@ TEST_F(RestConnect, UnconnectedRequestIsMinusThreeWithNothingSentCountedOrLogged
     EXPECT_EQ(aborted.Post("/x", response), 0);
     EXPECT_EQ(CRestConnectInfo::m_CGICount, counted + 1);
 
-    CRestConnectInfo unset;  // a null address: no handle, nothing to send with
+    CRestConnectInfo unset;  // any argument null: no handle, nothing to send with
+    addrinfo any{};
+    EXPECT_EQ(unset.SetConnectionParam(nullptr, "", "127.0.0.1", false, 1, 90, 120, &any), -1);
+    EXPECT_EQ(unset.SetConnectionParam("", nullptr, "127.0.0.1", false, 1, 90, 120, &any), -1);
+    EXPECT_EQ(unset.SetConnectionParam("", "", nullptr, false, 1, 90, 120, &any), -1);
     EXPECT_EQ(unset.SetConnectionParam("", "", "127.0.0.1", false, 1, 90, 120, nullptr), -1);
     EXPECT_EQ(unset.DoRequestPostText("/x", "", "", "", "", response), -6);
 }
