@@ -4,7 +4,7 @@ namespace fedutil {
 
 namespace {
 
-const OptionSpec* Find(const std::vector<OptionSpec>* options, const std::string& name) {
+const CommandOption* Find(const std::vector<CommandOption>* options, const std::string& name) {
     for (size_t i = 0; options != nullptr && i < options->size(); ++i) {
         if (name == (*options)[i].name) {
             return &(*options)[i];
@@ -17,7 +17,7 @@ const OptionSpec* Find(const std::vector<OptionSpec>* options, const std::string
 
 CommandLine ParseCommandLine(const std::vector<std::string>& args, const CommandOptions& options) {
     CommandLine line;
-    const std::vector<OptionSpec>* specs = nullptr;  // the command's own options
+    const std::vector<CommandOption>* command_options = nullptr;  // the command's own options
     auto for_command = [&line] {
         return line.command.empty() || line.command == "help" ? "" : " for " + line.command;
     };
@@ -26,8 +26,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args, const Command
         if (arg.size() <= 1 || arg[0] != '-') {
             if (line.command.empty()) {
                 line.command = arg;
-                specs = arg == "help" ? nullptr : options(arg);
-                if (specs == nullptr && arg != "help") {
+                command_options = arg == "help" ? nullptr : options(arg);
+                if (command_options == nullptr && arg != "help") {
                     throw UsageError("unknown command '" + arg + "'");
                 }
             } else if (line.command == "help" && line.topic.empty()) {
@@ -45,9 +45,9 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args, const Command
             name = arg.substr(0, equals);
             value = arg.substr(equals + 1);
         }
-        const OptionSpec* option = Find(&GlobalOptions(), name);
+        const CommandOption* option = Find(&GlobalOptions(), name);
         const bool global = option != nullptr;
-        option = global ? option : Find(specs, name);
+        option = global ? option : Find(command_options, name);
         if (option == nullptr) {
             throw UsageError("unknown option " + name + for_command());
         }
@@ -73,8 +73,9 @@ CommandLine ParseCommandLine(const std::vector<std::string>& args, const Command
         }
         (global ? line.library : line.values[name]) = value;
     }
-    for (size_t i = 0; specs != nullptr && !line.help && i < specs->size(); ++i) {
-        const OptionSpec& option = (*specs)[i];
+    for (size_t i = 0; command_options != nullptr && !line.help && i < command_options->size();
+         ++i) {
+        const CommandOption& option = (*command_options)[i];
         if (option.required && !line.Has(option.name)) {
             throw UsageError(line.command + " needs " + option.name + " " + option.value_name);
         }
@@ -95,8 +96,8 @@ std::string CommandLine::ValueOr(const std::string& name, const std::string& fal
     return it == values.end() ? fallback : it->second;
 }
 
-const std::vector<OptionSpec>& GlobalOptions() {
-    static const std::vector<OptionSpec> options = {
+const std::vector<CommandOption>& GlobalOptions() {
+    static const std::vector<CommandOption> options = {
         {"--library", "PATH", "load this libfederateutil.so.1 instead of the one beside fedutil"},
         {"--json", nullptr, "print the result and outputs as JSON"},
         {"--help", nullptr, "print help and exit (also -h)"},

@@ -725,8 +725,8 @@ std::string SummaryLine(const std::vector<int>& failed) {
 
 }  // namespace
 
-const std::vector<OptionSpec>& DemoOptions() {
-    static const std::vector<OptionSpec> options = {
+const std::vector<CommandOption>& DemoOptions() {
+    static const std::vector<CommandOption> options = {
         {"--sim", "PATH", "the simulator to start (default: fdr-sim beside fedutil, then PATH)"},
         {"--ready-timeout", "SECONDS", "how long to wait for the simulator to listen (default 10)"},
         {"--client-id", "ID", "token client of the federation (default: recorder)"},

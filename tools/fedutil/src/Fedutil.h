@@ -145,7 +145,7 @@ std::string TableLine(const Style& style, const std::vector<Cell>& cells,
 // Options take their value as the next argument or after "=" (--lid=3). Global options may
 // stand before or after the command.
 
-struct OptionSpec {
+struct CommandOption {
     const char* name;        // "--lid"
     const char* value_name;  // "LID"; null for an option without a value
     const char* help;
@@ -171,7 +171,7 @@ struct CommandLine {
 };
 
 // The options of a command; null for an unknown command.
-using CommandOptions = std::function<const std::vector<OptionSpec>*(const std::string& command)>;
+using CommandOptions = std::function<const std::vector<CommandOption>*(const std::string& command)>;
 
 // Parses the arguments after the program name. Throws UsageError for an unknown command or
 // option, a missing value or required option (unless --help is given), an option given twice or
@@ -179,7 +179,7 @@ using CommandOptions = std::function<const std::vector<OptionSpec>*(const std::s
 CommandLine ParseCommandLine(const std::vector<std::string>& args, const CommandOptions& options);
 
 // The options every command accepts.
-const std::vector<OptionSpec>& GlobalOptions();
+const std::vector<CommandOption>& GlobalOptions();
 
 // ---- ConsoleCapture (Operations) ----
 // The library writes its diagnostics ("\r[error]n_ret=3", "err_code : 0") to standard output.
@@ -313,34 +313,34 @@ struct OperationRequest {
     const fdr::LocalEndpoint* endpoint = nullptr;  // null for none
 };
 
-struct OperationSpec {
+struct OperationEntry {
     const char* name;     // the interface's own name
     const char* summary;  // one line
     OperationRequest sends;
     const char* result;  // how to read the result
     ResultKind result_kind;
-    std::vector<OptionSpec> options;
+    std::vector<CommandOption> options;
     std::function<OperationOutcome(OperationContext&)> run;
 };
 
 // The 30 operations, in the interface's order.
-const std::vector<OperationSpec>& AllOperations();
+const std::vector<OperationEntry>& AllOperations();
 
 // The operation that `typed` names, ignoring case, "-" and "_": "LoadFdrChannelSetting",
 // "loadfdrchannelsetting", "load-fdr-channel-setting". Null when none does.
-const OperationSpec* FindOperation(const std::string& typed);
+const OperationEntry* FindOperation(const std::string& typed);
 
 // ---- OutcomePrinter: what an operation produced, for a reader or as JSON ----
 
 // The result line, then the outputs: texts, member and channel tables, the produced text
 // (indented JSON when it is JSON, otherwise as it is), fedutil's notes and the library's
 // console lines.
-void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& operation,
+void PrintOutcome(std::ostream& out, const Style& style, const OperationEntry& operation,
                   const OperationOutcome& outcome);
 
 // {"operation","library","result","result_hex","meaning","exit_status","outputs","notes",
 //  "library_console"}; member and channel outputs in the formats the record files use.
-std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& outcome,
+std::string OutcomeJson(const OperationEntry& operation, const OperationOutcome& outcome,
                         const std::string& library_path);
 
 // ---- FederationLibrary: libfederateutil.so.1 loaded as a recording server loads it: dlopen,
@@ -415,7 +415,7 @@ class SimulatorProcess {
 // against the simulator, each step judged by what it is documented to do and by what the
 // services received ----
 
-const std::vector<OptionSpec>& DemoOptions();
+const std::vector<CommandOption>& DemoOptions();
 
 // Runs the whole demo for `line` (fedutil demo ...) and returns the exit status.
 int RunDemo(const CommandLine& line);

@@ -19,19 +19,21 @@ using Members = DravoAgentData::AutonomyList;
 
 // ---- Options shared by several operations ----
 
-const OptionSpec kLid{"--lid", "LID", "the member server's autonomy_lid", true};
-const OptionSpec kMembers{"--members", "FILE", "member list file: {\"autonomy_list\":[...]}", true};
-const OptionSpec kChannels{"--channels", "FILE", "channel list file: {\"channel_list\":[...]}",
-                           true};
-const OptionSpec kOutput{"--output", "FILE", "also write the text, exactly as produced, to FILE"};
-const OptionSpec kBody{"--body", "TEXT", "the body to send, as given"};
-const OptionSpec kBodyFile{"--body-file", "FILE", "read the body from FILE (- for stdin)"};
-const OptionSpec kClientId{"--client-id", "ID", "the client's id", true};
-const OptionSpec kClientSecret{"--client-secret", "SECRET", "the client's secret", true};
-const OptionSpec kCatalogue{"--catalogue", "FILE",
-                            "lens catalogue file: {\"FishEyeParameterTable\":[...], "
-                            "\"ProjectionTable\":[...]}",
-                            true};
+const CommandOption kLid{"--lid", "LID", "the member server's autonomy_lid", true};
+const CommandOption kMembers{"--members", "FILE", "member list file: {\"autonomy_list\":[...]}",
+                             true};
+const CommandOption kChannels{"--channels", "FILE", "channel list file: {\"channel_list\":[...]}",
+                              true};
+const CommandOption kOutput{"--output", "FILE",
+                            "also write the text, exactly as produced, to FILE"};
+const CommandOption kBody{"--body", "TEXT", "the body to send, as given"};
+const CommandOption kBodyFile{"--body-file", "FILE", "read the body from FILE (- for stdin)"};
+const CommandOption kClientId{"--client-id", "ID", "the client's id", true};
+const CommandOption kClientSecret{"--client-secret", "SECRET", "the client's secret", true};
+const CommandOption kCatalogue{"--catalogue", "FILE",
+                               "lens catalogue file: {\"FishEyeParameterTable\":[...], "
+                               "\"ProjectionTable\":[...]}",
+                               true};
 
 constexpr char kAlwaysZero[] = "always 0 by design: check the output instead";
 constexpr char kAlwaysZeroSent[] =
@@ -180,12 +182,12 @@ Run ReadsText(const char* name, const char* empty_note,
     };
 }
 
-OperationSpec Op(const char* name, const char* summary, OperationRequest sends, const char* result,
-                 ResultKind kind, std::vector<OptionSpec> options, Run run) {
+OperationEntry Op(const char* name, const char* summary, OperationRequest sends, const char* result,
+                  ResultKind kind, std::vector<CommandOption> options, Run run) {
     return {name, summary, std::move(sends), result, kind, std::move(options), std::move(run)};
 }
 
-std::vector<OperationSpec> BuildOperations() {
+std::vector<OperationEntry> BuildOperations() {
     namespace ep = fdr::endpoint;
     using F = ICentralizedServer;
     const ResultKind kAlways = ResultKind::AlwaysZero;
@@ -369,12 +371,12 @@ std::string Folded(const std::string& text) {
 
 }  // namespace
 
-const std::vector<OperationSpec>& AllOperations() {
-    static const std::vector<OperationSpec> operations = BuildOperations();
+const std::vector<OperationEntry>& AllOperations() {
+    static const std::vector<OperationEntry> operations = BuildOperations();
     return operations;
 }
 
-const OperationSpec* FindOperation(const std::string& typed) {
+const OperationEntry* FindOperation(const std::string& typed) {
     const std::string wanted = Folded(typed);
     for (const auto& operation : AllOperations()) {
         if (Folded(operation.name) == wanted) {

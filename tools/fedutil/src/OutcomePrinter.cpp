@@ -263,7 +263,7 @@ JsonTree StringArray(const std::vector<std::string>& lines) {
 
 }  // namespace
 
-void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& operation,
+void PrintOutcome(std::ostream& out, const Style& style, const OperationEntry& operation,
                   const OperationOutcome& outcome) {
     const bool ok = outcome.result == 0;
     out << style.Paint(operation.name, Tone::Strong) << "  result " << outcome.result << " ("
@@ -305,7 +305,7 @@ void PrintOutcome(std::ostream& out, const Style& style, const OperationSpec& op
     }
 }
 
-std::string OutcomeJson(const OperationSpec& operation, const OperationOutcome& outcome,
+std::string OutcomeJson(const OperationEntry& operation, const OperationOutcome& outcome,
                         const std::string& library_path) {
     JsonTree root = JsonTree(cJSON_CreateObject());
     AddText(root.get(), "operation", operation.name);

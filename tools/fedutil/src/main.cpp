@@ -60,12 +60,12 @@ std::string Wrap(const std::string& text, size_t first_column, size_t indent) {
     return out;
 }
 
-std::string OptionName(const OptionSpec& option) {
+std::string OptionName(const CommandOption& option) {
     return option.value_name == nullptr ? option.name
                                         : std::string(option.name) + " " + option.value_name;
 }
 
-std::string OptionList(const std::vector<OptionSpec>& options) {
+std::string OptionList(const std::vector<CommandOption>& options) {
     size_t width = 0;
     for (const auto& option : options) {
         width = std::max(width, OptionName(option).size());
@@ -85,7 +85,7 @@ std::string Unbreakable(std::string text) {
     return text;
 }
 
-std::string UsageLine(const std::string& command, const std::vector<OptionSpec>& options) {
+std::string UsageLine(const std::string& command, const std::vector<CommandOption>& options) {
     std::string usage = "Usage: fedutil " + command;
     for (const auto& option : options) {
         usage += " " +
@@ -134,7 +134,7 @@ std::string OverviewHelp() {
     return out;
 }
 
-std::string OperationHelp(const OperationSpec& operation) {
+std::string OperationHelp(const OperationEntry& operation) {
     std::string out = UsageLine(operation.name, operation.options);
     out += "Alias: " + KebabName(operation.name) + "\n\n";
     out += Wrap(std::string(operation.summary) + ".", 0, 0) + "\n\n";
@@ -150,7 +150,7 @@ std::string OperationHelp(const OperationSpec& operation) {
     return out;
 }
 
-std::string DemoHelp(const std::vector<OptionSpec>& demo_options) {
+std::string DemoHelp(const std::vector<CommandOption>& demo_options) {
     std::string out = "Usage: fedutil demo [OPTIONS] [--library PATH]\n\n";
     out += "Starts fdr-sim in the background (unless a simulator already answers on port\n" +
            std::to_string(fdr::kFederationWritePort) +
@@ -178,11 +178,11 @@ int UsageFailure(const std::string& message, const std::string& command) {
                 kExitUsage);
 }
 
-const std::vector<OptionSpec>* OptionsOf(const std::string& command) {
+const std::vector<CommandOption>* OptionsOf(const std::string& command) {
     if (command == "demo") {
         return &DemoOptions();
     }
-    const OperationSpec* operation = FindOperation(command);
+    const OperationEntry* operation = FindOperation(command);
     return operation != nullptr ? &operation->options : nullptr;
 }
 
@@ -193,7 +193,7 @@ std::string CommandNamedIn(int argc, char** argv) {
         if (arg == "demo") {
             return arg;
         }
-        if (const OperationSpec* operation = FindOperation(arg)) {
+        if (const OperationEntry* operation = FindOperation(arg)) {
             return operation->name;
         }
     }
@@ -205,7 +205,7 @@ int Help(const std::string& topic) {
         std::cout << OverviewHelp();
     } else if (topic == "demo") {
         std::cout << DemoHelp(DemoOptions());
-    } else if (const OperationSpec* operation = FindOperation(topic)) {
+    } else if (const OperationEntry* operation = FindOperation(topic)) {
         std::cout << OperationHelp(*operation);
     } else {
         return UsageFailure("no help for unknown command '" + topic + "'", "");
@@ -213,7 +213,7 @@ int Help(const std::string& topic) {
     return 0;
 }
 
-int RunOperation(const OperationSpec& operation, const CommandLine& line) {
+int RunOperation(const OperationEntry& operation, const CommandLine& line) {
     std::optional<FederationLibrary> library;
     OperationContext context(line, [&]() -> ICentralizedServer& {
         if (!library) {
@@ -276,7 +276,7 @@ int main(int argc, char** argv) {
         }
         return RunDemo(line);
     }
-    const OperationSpec& operation = *FindOperation(line.command);
+    const OperationEntry& operation = *FindOperation(line.command);
     line.command = operation.name;  // messages use the interface's own name
     if (line.help) {
         return Help(operation.name);
