@@ -17,11 +17,13 @@
 
 namespace fdrtest {
 
-// Started, with `faults` set from the start; a port that cannot be bound is a test failure.
+// Started, with `faults` set from the start, on the fixed ports or (`free_ports`) on any free
+// ones; a port that cannot be bound is a test failure.
 inline std::unique_ptr<fdrsim::Simulator> StartRecorder(
-    std::map<fdrsim::Service, fdrsim::FaultMode> faults = {}) {
+    std::map<fdrsim::Service, fdrsim::FaultMode> faults = {}, bool free_ports = false) {
     fdrsim::SimulatorOptions options;
     options.recorder_only = true;
+    options.any_ports = free_ports;
     options.faults = std::move(faults);
     auto services = std::make_unique<fdrsim::Simulator>(std::move(options));
     std::string error;

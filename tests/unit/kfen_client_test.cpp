@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "Simulator.h"
 #include "platform/kfen_client.h"
+#include "support/LocalServices.h"
 
 namespace {
 
@@ -21,24 +21,16 @@ class KfenClientTest : public ::testing::Test {
         for (const int status : {204, 302, 404, 500}) {
             const std::string path = "/status/" + std::to_string(status);
             for (const char* method : {"GET", "PUT"}) {
-                services_.Script(Service::Token, method, path,
-                                 {status, "status body " + std::to_string(status)});
+                services_->Script(Service::Token, method, path,
+                                  {status, "status body " + std::to_string(status)});
             }
         }
-        std::string error;
-        ASSERT_TRUE(services_.Start(&error)) << error;
-        port_ = services_.PortOf(Service::Token);
+        port_ = services_->PortOf(Service::Token);
     }
-    fdrsim::Exchange Last() { return services_.Exchanges().List().back(); }
-    static fdrsim::SimulatorOptions Options() {
-        fdrsim::SimulatorOptions options;
-        options.recorder_only = true;
-        options.any_ports = true;
-        return options;
-    }
+    fdrsim::Exchange Last() { return services_->Exchanges().List().back(); }
     static char* c(const char* s) { return const_cast<char*>(s); }
 
-    fdrsim::Simulator services_{Options()};
+    std::unique_ptr<fdrsim::Simulator> services_ = fdrtest::StartRecorder({}, true);
     int port_ = 0;
     char* host_ = c("127.0.0.1");
 };

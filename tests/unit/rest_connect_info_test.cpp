@@ -8,10 +8,10 @@
 #include <string>
 #include <thread>
 
-#include "Simulator.h"
 #include "federateutil/RestConnectInfo.h"
 #include "support/Descriptors.h"
 #include "support/FullListener.h"
+#include "support/LocalServices.h"
 #include "support/LogFiles.h"
 #include "support/Timing.h"
 
@@ -49,28 +49,21 @@ class RestConnect : public ::testing::Test {
     void SetUp() override {
         for (const int status : {200, 201, 302, 399, 404, 500}) {
             for (const char* method : {"GET", "POST"}) {
-                services_.Script(Service::Token, method, "/" + std::to_string(status),
-                                 {status, "body " + std::to_string(status)});
+                services_->Script(Service::Token, method, "/" + std::to_string(status),
+                                  {status, "body " + std::to_string(status)});
             }
         }
-        std::string error;
-        ASSERT_TRUE(services_.Start(&error)) << error;
-        port_ = services_.PortOf(Service::Token);
-        refusing_ = services_.PortOf(Service::Arbitrator);
-        stalling_ = services_.PortOf(Service::MemberLog);
+        port_ = services_->PortOf(Service::Token);
+        refusing_ = services_->PortOf(Service::Arbitrator);
+        stalling_ = services_->PortOf(Service::MemberLog);
     }
-    static fdrsim::SimulatorOptions Options() {
-        fdrsim::SimulatorOptions options;
-        options.recorder_only = true;
-        options.any_ports = true;
-        options.faults = {{Service::Arbitrator, fdrsim::FaultMode::Refuse},
-                          {Service::MemberLog, fdrsim::FaultMode::Stall}};
-        return options;
-    }
-    size_t Count() { return services_.Exchanges().Count(); }
-    fdrsim::Exchange Last() { return services_.Exchanges().List().back(); }
+    size_t Count() { return services_->Exchanges().Count(); }
+    fdrsim::Exchange Last() { return services_->Exchanges().List().back(); }
 
-    fdrsim::Simulator services_{Options()};
+    std::unique_ptr<fdrsim::Simulator> services_ =
+        fdrtest::StartRecorder({{Service::Arbitrator, fdrsim::FaultMode::Refuse},
+                                {Service::MemberLog, fdrsim::FaultMode::Stall}},
+                               true);
     int port_ = 0, refusing_ = 0, stalling_ = 0;
 };
 
@@ -151,12 +144,12 @@ TEST_F(RestConnect, AbortFromAnotherThreadEndsAStalledRequestPromptly) {
     for (const bool get : {false, true}) {
         Connection connection(stalling_);
         fdrsim::ExchangeFilter arrived;
-        arrived.after_id = services_.Exchanges().LastId();
+        arrived.after_id = services_->Exchanges().LastId();
         int result = 0;
         std::string response;
         std::thread request(
             [&] { result = get ? connection.Get("/", response) : connection.Post("/", response); });
-        EXPECT_TRUE(services_.Exchanges().WaitFor(arrived, fdrtest::kEventuallyLimit));
+        EXPECT_TRUE(services_->Exchanges().WaitFor(arrived, fdrtest::kEventuallyLimit));
         const auto aborted = std::chrono::steady_clock::now();
         connection.rest->AbortConnection(true);
         request.join();
@@ -249,7 +242,7 @@ TEST_F(RestConnect, CopiesHaveTheSettingsAndTheirOwnSocketAndLeakNothing) {
         EXPECT_EQ(Last().target, "/copy");
     }
     // The service closes its side of each exchange in its own time.
-    EXPECT_TRUE(services_.WaitUntilIdle(fdrtest::kEventuallyLimit));
+    EXPECT_TRUE(services_->WaitUntilIdle(fdrtest::kEventuallyLimit));
     EXPECT_LE(fdrtest::OpenDescriptors(), before);
 }
 
