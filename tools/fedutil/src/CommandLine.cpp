@@ -1,4 +1,6 @@
-#include "Fedutil.h"
+#include "CommandLine.h"
+
+#include "Failures.h"
 
 namespace fedutil {
 

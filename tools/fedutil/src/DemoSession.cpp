@@ -1,4 +1,4 @@
-#include "Fedutil.h"
+#include "DemoSession.h"
 
 #include <json/json.h>
 #include <stdlib.h>
@@ -15,6 +15,13 @@
 #include <optional>
 #include <thread>
 
+#include "Failures.h"
+#include "FederationLibrary.h"
+#include "Operations.h"
+#include "OutcomePrinter.h"
+#include "RecordFiles.h"
+#include "SimulatorProcess.h"
+#include "TextTable.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {

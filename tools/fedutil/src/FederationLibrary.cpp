@@ -1,4 +1,4 @@
-#include "Fedutil.h"
+#include "FederationLibrary.h"
 
 #include <dlfcn.h>
 #include <link.h>
@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <filesystem>
+#include "Failures.h"
 
 namespace fedutil {
 

@@ -1,4 +1,4 @@
-#include "Fedutil.h"
+#include "Operations.h"
 
 #include <unistd.h>
 
@@ -6,6 +6,8 @@
 #include <iostream>
 #include <tuple>
 
+#include "Failures.h"
+#include "RecordFiles.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {

@@ -1,4 +1,4 @@
-#include "Fedutil.h"
+#include "RecordFiles.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -9,6 +9,8 @@
 #include <sstream>
 #include <vector>
 
+#include "Failures.h"
+#include "OutcomePrinter.h"
 #include "json/CFdrUtilParser.h"
 #include "json/ChannelJsonFormatter.h"
 #include "json/JsonNumber.h"

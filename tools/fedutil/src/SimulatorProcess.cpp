@@ -1,4 +1,4 @@
-#include "Fedutil.h"
+#include "SimulatorProcess.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -18,6 +18,8 @@
 #include <thread>
 #include <vector>
 
+#include "Failures.h"
+#include "FederationLibrary.h"
 #include "catalogue/ServiceCatalogue.h"
 
 namespace fedutil {

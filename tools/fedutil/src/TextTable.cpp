@@ -1,4 +1,4 @@
-#include "Fedutil.h"
+#include "TextTable.h"
 
 #include <unistd.h>
 

@@ -11,7 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "Fedutil.h"
+#include "CommandLine.h"
+#include "DemoSession.h"
+#include "Failures.h"
+#include "FederationLibrary.h"
+#include "Operations.h"
+#include "OutcomePrinter.h"
+#include "TextTable.h"
 #include "catalogue/ServiceCatalogue.h"
 
 using namespace fedutil;
