@@ -27,6 +27,7 @@
 
 #include "JsonText.h"
 #include "Simulator.h"
+#include "support/Glob.h"
 #include "support/Timing.h"
 
 namespace fdrsim {
@@ -70,19 +71,6 @@ std::string Put(int port, const std::string& body, const std::string& path) {
     const std::string answer = Exchange(port, "PUT " + path + " HTTP/1.1\r\nContent-Length: " +
                                                   std::to_string(body.size()) + "\r\n\r\n" + body);
     return answer.substr(0, answer.find("\r\n"));
-}
-
-bool Glob(const std::string& pattern, const std::string& text) {
-    const size_t star = pattern.find('*');
-    if (star == std::string::npos || text.compare(0, star, pattern, 0, star) != 0) {
-        return star == std::string::npos && pattern == text;
-    }
-    for (size_t at = star; at <= text.size(); ++at) {
-        if (Glob(pattern.substr(star + 1), text.substr(at))) {
-            return true;
-        }
-    }
-    return false;
 }
 
 Service ServiceNamed(const std::string& key) {
@@ -215,7 +203,8 @@ class CaseRun {
             const size_t head = std::min(answer.find("\r\n\r\n"), answer.size() - 4);
             const std::string body = answer.substr(head + 4);
             const std::string got = answer.substr(9, 3) + (body.empty() ? "" : " " + body);
-            EXPECT_TRUE(Glob(Unescaped(expected), got)) << Where() << "\n  got: " << got;
+            EXPECT_TRUE(fdrtest::GlobMatches(Unescaped(expected), got))
+                << Where() << "\n  got: " << got;
             if (auto json = ParseJson(body); json && json->isMember("refresh_token")) {
                 refresh_tokens_.push_back((*json)["refresh_token"].asString());
             }
@@ -235,7 +224,8 @@ class CaseRun {
         for (const auto& flag : exchange_ ? exchange_->flags : Flags{}) {
             flags += (flag.problem ? "! " : ". ") + flag.text + "\n";
         }
-        EXPECT_TRUE(Glob(expected_flags_, flags)) << Where() << "\n  got:\n" << flags;
+        EXPECT_TRUE(fdrtest::GlobMatches(expected_flags_, flags)) << Where() << "\n  got:\n"
+                                                                  << flags;
     }
 
     const std::string file_;
