@@ -17,7 +17,6 @@
 namespace {
 
 using Clock = std::chrono::system_clock;  // the simulator stamps arrivals with it
-using Record = DravoAgentData::AutonomyList::AutonomyListObj;
 
 // Runs `calls` on each of `threads` threads at once and joins them.
 void OnThreads(int threads, const std::function<void(int thread)>& calls) {
@@ -70,9 +69,7 @@ std::vector<int> CountOverlaps(std::vector<Span> spans) {
 }
 
 TEST(Concurrency, EightThreadsOfMixedOperationsKeepLocksAndAnswersApart) {
-    fdrsim::SimulatorOptions options;
-    const fdrsim::FederationSeed seed = options.federation;
-    fdrsim::Simulator simulator(options);
+    fdrsim::Simulator simulator{fdrsim::SimulatorOptions{}};
     std::vector<Span> spans;
     // Sinks run one at a time, as each exchange is recorded: just before its answer goes out.
     simulator.Exchanges().AddSink([&spans](const fdrsim::Exchange& e) {
@@ -81,68 +78,29 @@ TEST(Concurrency, EightThreadsOfMixedOperationsKeepLocksAndAnswersApart) {
     std::string error;
     ASSERT_TRUE(simulator.Start(&error)) << error;
 
-    // What the host hands over, shared read-only by every thread.
-    DravoAgentData::AutonomyList members, member2;
-    for (const char* lid : {"1", "2", "3"}) {
-        members.autonomy_list.push_back(std::make_shared<Record>());
-        members.autonomy_list.back()->autonomy_lid = lid;
-        members.autonomy_list.back()->health_status = UINT64_MAX;
-    }
-    member2.autonomy_list = {members.autonomy_list[1]};
-    ChannelObjList channels2;
-    for (const char* guid : {"d2e8b1c4-0001-47aa-8f10-3b2c1d0e9f11", "d2e8b1c4-new"}) {
-        channels2.push_back(std::make_shared<DravoAgentData::ChannelInformation::ChannelObj>());
-        channels2.back()->channel_guid = guid;
-        channels2.back()->owner_lid = "2";
-    }
-    ChannelStatusObjList statuses = {
-        std::make_shared<DravoAgentData::RealtimeEvent::ChannelStatusObj>()};
-    statuses[0]->channel_guid = "c1f0a7e2-0001-4b8e-9d3a-5e6f7a8b9c01";
-    const FederateBoxType::AutonomyInfo info{"3", "Front Office", "admin", "pa ss", "10.0.0.3", 2};
-    std::vector<std::string> lids, guids1;
-    for (const auto& member : seed.members) {
-        lids.push_back(member.autonomy_lid);
-    }
-    for (const auto& channel : seed.members[0].channels) {
-        guids1.push_back(channel.guid);
-    }
-    const std::string lid1 = seed.members[0].autonomy_lid;
-
-    // Each true when the result and the outputs are as the sample federation makes them.
+    // Each true when the result is 0 and the output named holds the text the sample federation
+    // gives that call. Arguments as the case files give them; each call takes a fresh copy.
     using U = CFederateUtil;
+    using Args = decltype(fdrcase::CallData::args);
+    const auto named = [](const char* operation, Args args, const char* output = "",
+                          const char* holds = "") {
+        return [operation, args, output, holds](U& u) {
+            fdrcase::CallData call;
+            call.args = args;
+            return fdrcase::OperationNamed(operation)(u, call) == 0 &&
+                   call.outputs[output].find(holds) != std::string::npos;
+        };
+    };
+    const std::string members = R"({"autonomy_list":[{"autonomy_lid":"1"},{"autonomy_lid":"2"},)"
+                                R"({"autonomy_lid":"3","health_status":18446744073709551615}]})";
     const std::vector<std::function<bool(U&)>> operations = {
-        [&](U& u) {
-            std::string guid;
-            return u.LoadFdrFederateSetting(guid) == 0 && guid == seed.guid;
-        },
-        [&](U& u) {
-            DravoAgentData::AutonomyList list;
-            std::vector<std::string> got;
-            const int r = u.LoadFdrAutonomyListSetting(list);
-            for (const auto& record : list.autonomy_list) {
-                got.push_back(record->autonomy_lid);
-            }
-            return r == 0 && got == lids;
-        },
-        [&](U& u) {
-            ChannelObjList channels;
-            std::vector<std::string> got;
-            const int r = u.LoadFdrChannelSetting(lid1, channels);
-            for (const auto& channel : channels) {
-                got.push_back(channel->channel_guid);
-            }
-            return r == 0 && got == guids1;
-        },
-        [](U& u) {
-            std::string user = "guard", second, result;
-            return u.GetFdrPrivilegeByUser(user, second, result) == 0 &&
-                   result.find(R"("identify":"guard")") != std::string::npos;
-        },
-        [&](U& u) {
-            std::string timestamp;
-            return u.GetFdrPrivilegeTime(timestamp) == 0 &&
-                   timestamp == seed.config.at("fdrsystem").at("priv_last_ts");
-        },
+        named("LoadFdrFederateSetting", {}, "guid", "8d3f6c2a-4b1e-4f7a-9c55-2e91a0b7d403"),
+        named("LoadFdrAutonomyListSetting", {{"list", {"{}"}}}, "lids", "1,2,3"),
+        named("LoadFdrChannelSetting", {{"lid", {"1"}}}, "channel_texts",
+              "c1f0a7e2-0003-4b8e-9d3a-5e6f7a8b9c03"),
+        named("GetFdrPrivilegeByUser", {{"user", {"guard"}}, {"second", {""}}}, "result",
+              R"("identify":"guard")"),
+        named("GetFdrPrivilegeTime", {}, "timestamp", "1715679000"),
         [](U& u) {
             std::string id = "recorder", secret = "s3cret", token;
             return u.AuthGetToken(id, secret, token) == 0 && token.rfind("at-", 0) == 0;
@@ -153,22 +111,26 @@ TEST(Concurrency, EightThreadsOfMixedOperationsKeepLocksAndAnswersApart) {
             return u.AuthRefreshToken(id, secret, token) == 0 &&
                    (token == "kept" || token.rfind("at-", 0) == 0);
         },
-        [&](U& u) { return u.SaveFdrAllChannelsSetting(member2, channels2) == 0; },
-        [&](U& u) { return u.NotifyLogAddAutonomy(members) == 0; },
-        [](U& u) {
-            std::string lid = "3";
-            return u.NotifyArbitratorRemoveAutonomy(lid) == 0;
-        },
-        [&](U& u) { return u.NotifyArbitratorCameraStatusChange("1", statuses) == 0; },
-        [](U& u) { return u.NotifyArbitratorCameraListRefresh("1") == 0; },
-        [&](U& u) { return u.NotifyArbitratorAutonomyChange(members) == 0; },
-        [](U& u) { return u.NotifyArbitratorRefreshReady() == 0; },
-        [&](U& u) { return u.NotifyArbitratorAutoModeChange(info, "autonomy") == 0; },
-        [&](U& u) { return u.NotifyDravoServerAutonomyChange(members) == 0; },
-        [](U& u) {
-            return u.NotifyDravoData("1",
-                                     R"({"notice_reason":{"type":5,"id":9007199254740993}})") == 0;
-        },
+        named("SaveFdrAllChannelsSetting",
+              {{"servers", {R"({"autonomy_list":[{"autonomy_lid":"2"}]})"}},
+               {"channels",
+                {R"({"autonomy_list":[{"autonomy_lid":"2","channel_list":[)"
+                 R"({"data":"{\"channel_guid\":\"d2e8b1c4-0001-47aa-8f10-3b2c1d0e9f11\"}"},)"
+                 R"({"data":"{\"channel_guid\":\"d2e8b1c4-new\"}"}]}]})"}}}),
+        named("NotifyLogAddAutonomy", {{"list", {members}}}),
+        named("NotifyArbitratorRemoveAutonomy", {{"lid", {"3"}}}),
+        named("NotifyArbitratorCameraStatusChange",
+              {{"lid", {"1"}},
+               {"statuses", {R"([{"channel_guid":"c1f0a7e2-0001-4b8e-9d3a-5e6f7a8b9c01"}])"}}}),
+        named("NotifyArbitratorCameraListRefresh", {{"lid", {"1"}}}),
+        named("NotifyArbitratorAutonomyChange", {{"list", {members}}}),
+        named("NotifyArbitratorRefreshReady", {}),
+        named("NotifyArbitratorAutoModeChange",
+              {{"lid", {"3"}}, {"password", {"pa ss"}}, {"group", {"2"}}, {"mode", {"autonomy"}}}),
+        named("NotifyDravoServerAutonomyChange", {{"list", {members}}}),
+        named(
+            "NotifyDravoData",
+            {{"lid", {"1"}}, {"json", {R"({"notice_reason":{"type":5,"id":9007199254740993}})"}}}),
     };
     constexpr int kThreads = 8, kCallsPerThread = 1000;
     CFederateUtil util;

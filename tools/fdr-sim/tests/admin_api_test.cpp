@@ -8,28 +8,10 @@
 #include <thread>
 
 #include "AdminServer.h"
+#include "support/Glob.h"
 
 namespace fdrsim::test {
 namespace {
-
-// `pattern` with every * standing for any run of characters.
-bool Matches(const std::string& pattern, const std::string& text) {
-    size_t p = 0, t = 0, star = std::string::npos, resume = 0;
-    while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            resume = t;
-        } else if (p < pattern.size() && pattern[p] == text[t]) {
-            ++p, ++t;
-        } else if (star != std::string::npos) {
-            p = star + 1;
-            t = ++resume;
-        } else {
-            return false;
-        }
-    }
-    return pattern.find_first_not_of('*', p) == std::string::npos;
-}
 
 struct Answer {
     int status = 0;
@@ -86,7 +68,7 @@ TEST(AdminApi, AnswersEveryCaseAsWritten) {
             background.join();
         }
         const std::string got = std::to_string(answer.status) + " " + answer.body;
-        EXPECT_TRUE(Matches(expected.substr(3), got)) << request << "\n  got " << got;
+        EXPECT_TRUE(fdrtest::GlobMatches(expected.substr(3), got)) << request << "\n  got " << got;
     }
 }
 
