@@ -3,22 +3,10 @@
 //
 //   program_case_runner --program PATH --case FILE [--var NAME=VALUE]... [--update]
 //
-// A case file is header lines, then sections. Header lines ("#" starts a comment):
-//   args: WORDS         the program's arguments; 'single quotes' keep spaces; may repeat
-//   env: NAME=VALUE     added to the program's environment; may repeat
-//   background: WORDS   a program to run around the case (stopped with SIGTERM afterwards)
-//   ready: PATH         wait until the background program has made this file
-//   listen: PORT        hold 127.0.0.1:PORT open while the program runs
-//   label: NAME         a CTest label for the case (add_program_cases reads it)
-//   mask: REGEX => TEXT replace what varies from run to run in everything compared; may repeat
-//   exit: N             the expected exit status (default 0)
-// Sections start with "--- NAME" and hold the lines up to the next section:
-//   --- write: NAME     a file made in @TMP@ before the run     --- stdin   the program's input
-//   --- stdout, --- stderr, --- file: NAME (in @TMP@), --- listing: DIR (names in DIR, sorted)
-// An expected section that is absent means empty; "--- NAME noeol" has no final newline.
-// @TMP@ is a fresh folder of this run, @NAME@ a --var value; in what the program printed those
-// values read back as @TMP@ and @NAME@, so that case files hold no paths of one build.
-// --update rewrites the expected sections with what the program did (for a new case, to review).
+// The case file's syntax and its sections are in tests/cases/README.md. @TMP@ is a fresh folder
+// of this run, @NAME@ a --var value; in what the program printed those values read back as @TMP@
+// and @NAME@, so that case files hold no paths of one build. --update rewrites the expected
+// sections and the exit status with what the program did (for a new case, to review).
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <fcntl.h>
@@ -42,24 +30,20 @@
 #include <thread>
 #include <vector>
 
+#include "runner/CaseFile.h"
 #include "support/Timing.h"
 
 namespace {
 
-struct Section {
-    std::string name;  // "stdout", "file: body.txt", ...
-    std::string text;
-};
+using fdrcase::Section;
 
-struct CaseFile {
-    std::vector<std::string> header;  // as written, for --update
+struct ProgramCase {
+    std::vector<Section> sections;  // as read, for --update
     std::vector<std::string> args, env, background;
     std::string ready;
     std::vector<int> ports;
     std::vector<std::pair<std::regex, std::string>> masks;
     int exit_status = 0;
-    std::vector<Section> inputs;    // write:, stdin
-    std::vector<Section> expected;  // stdout, stderr, file:, listing:
 };
 
 std::string ReadFile(const std::string& path) {
@@ -109,58 +93,35 @@ std::vector<std::string> Words(const std::string& line) {
     return words;
 }
 
-bool StartsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-CaseFile ParseCase(const std::string& text) {
-    CaseFile c;
-    std::istringstream lines(text);
-    std::string line;
-    Section* section = nullptr;
-    while (std::getline(lines, line)) {
-        if (StartsWith(line, "--- ")) {
-            Section next{line.substr(4), ""};
-            const bool input = StartsWith(next.name, "write:") || next.name == "stdin";
-            auto& list = input ? c.inputs : c.expected;
-            list.push_back(next);
-            section = &list.back();
-        } else if (section != nullptr) {
-            section->text += line + "\n";
-        } else {
-            c.header.push_back(line);
-            const size_t colon = line.find(": ");
-            const std::string key = line.substr(0, colon), value = line.substr(colon + 2);
-            if (line.empty() || line[0] == '#' || colon == std::string::npos) {
-                continue;
-            } else if (key == "args" || key == "background") {
-                auto& list = key == "args" ? c.args : c.background;
-                for (auto& word : Words(value)) {
-                    list.push_back(word);
-                }
-            } else if (key == "env") {
-                c.env.push_back(value);
-            } else if (key == "ready") {
-                c.ready = value;
-            } else if (key == "listen") {
-                c.ports.push_back(std::stoi(value));
-            } else if (key == "exit") {
-                c.exit_status = std::stoi(value);
-            } else if (key == "mask") {
-                const size_t arrow = value.find(" => ");
-                c.masks.emplace_back(std::regex(value.substr(0, arrow)), value.substr(arrow + 4));
+ProgramCase ReadProgramCase(const std::string& path) {
+    ProgramCase c;
+    c.sections = fdrcase::ReadCaseFile(
+        path, {"args", "env", "background", "ready", "listen", "label", "mask", "exit", "write",
+               "stdin", "stdout", "stderr", "file", "listing"});
+    for (const auto& s : c.sections) {
+        if (s.name == "args" || s.name == "background") {
+            auto& list = s.name == "args" ? c.args : c.background;
+            for (auto& word : Words(s.text)) {
+                list.push_back(word);
             }
-        }
-    }
-    for (auto* list : {&c.inputs, &c.expected}) {
-        for (auto& s : *list) {
-            if (s.name.size() > 6 && s.name.compare(s.name.size() - 6, 6, " noeol") == 0) {
-                s.name.resize(s.name.size() - 6);
-                s.text.pop_back();
-            }
+        } else if (s.name == "env") {
+            c.env.push_back(s.text);
+        } else if (s.name == "ready") {
+            c.ready = s.text;
+        } else if (s.name == "listen") {
+            c.ports.push_back(std::stoi(s.text));
+        } else if (s.name == "exit") {
+            c.exit_status = std::stoi(s.text);
+        } else if (s.name == "mask") {
+            const size_t arrow = s.text.find(" => ");
+            c.masks.emplace_back(std::regex(s.text.substr(0, arrow)), s.text.substr(arrow + 4));
         }
     }
     return c;
+}
+
+bool IsExpected(const Section& s) {
+    return s.name == "stdout" || s.name == "stderr" || s.name == "file" || s.name == "listing";
 }
 
 pid_t Spawn(const std::vector<std::string>& words, const std::vector<std::string>& env,
@@ -236,16 +197,16 @@ std::string Listing(const std::string& folder) {
     return text;
 }
 
-// What the program produced for section `name`, in the case file's terms.
-std::string Actual(const std::string& name, const std::string& tmp, const CaseFile& c,
+// What the program produced for an expected section, in the case file's terms.
+std::string Actual(const Section& s, const std::string& tmp, const ProgramCase& c,
                    const std::map<std::string, std::string>& vars) {
     std::string text;
-    if (name == "stdout" || name == "stderr") {
-        text = ReadFile(tmp + "/." + name);
-    } else if (StartsWith(name, "file: ")) {
-        text = ReadFile(tmp + "/" + name.substr(6));
-    } else if (StartsWith(name, "listing: ")) {
-        text = Listing(Substitute(name.substr(9), vars));
+    if (s.name == "stdout" || s.name == "stderr") {
+        text = ReadFile(tmp + "/." + s.name);
+    } else if (s.name == "file") {
+        text = ReadFile(tmp + "/" + s["name"]);
+    } else if (s.name == "listing") {
+        text = Listing(Substitute(s["dir"], vars));
     }
     std::vector<std::pair<std::string, std::string>> values;
     for (const auto& [key, value] : vars) {
@@ -286,7 +247,13 @@ int main(int argc, char** argv) {
         std::cerr << "usage: program_case_runner --program P --case F [--var N=V]... [--update]\n";
         return 2;
     }
-    const CaseFile c = ParseCase(ReadFile(case_path));
+    ProgramCase c;
+    try {
+        c = ReadProgramCase(case_path);
+    } catch (const std::exception& e) {
+        std::cout << case_path << ": " << e.what() << "\n";
+        return 2;
+    }
     std::string tmp = std::filesystem::temp_directory_path() / "program-case-XXXXXX";
     if (mkdtemp(tmp.data()) == nullptr) {
         std::cerr << "cannot make a folder like " << tmp << "\n";
@@ -295,12 +262,14 @@ int main(int argc, char** argv) {
     vars["TMP"] = tmp;
 
     std::string input = "/dev/null";
-    for (const auto& section : c.inputs) {
-        const std::string path =
-            section.name == "stdin" ? tmp + "/.stdin" : tmp + "/" + section.name.substr(7);
+    for (const auto& s : c.sections) {
+        if (s.name != "stdin" && s.name != "write") {
+            continue;
+        }
+        const std::string path = s.name == "stdin" ? tmp + "/.stdin" : tmp + "/" + s["name"];
         std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-        std::ofstream(path, std::ios::binary) << Substitute(section.text, vars);
-        if (section.name == "stdin") {
+        std::ofstream(path, std::ios::binary) << Substitute(fdrcase::WholeLines(s), vars);
+        if (s.name == "stdin") {
             input = path;
         }
     }
@@ -346,49 +315,45 @@ int main(int argc, char** argv) {
         waitpid(background, nullptr, 0);
     }
 
-    // Every expected section, plus stdout and stderr, which are empty unless the case says so.
-    std::vector<Section> expected = c.expected;
+    // stdout and stderr are expected empty unless the case says otherwise.
+    std::vector<Section> sections = c.sections;
     for (const char* stream : {"stdout", "stderr"}) {
-        if (std::none_of(expected.begin(), expected.end(),
+        if (std::none_of(sections.begin(), sections.end(),
                          [stream](const Section& s) { return s.name == stream; })) {
-            expected.push_back({stream, ""});
+            sections.emplace_back().name = stream;
         }
     }
-    bool passed = status == c.exit_status;
-    if (!passed) {
-        std::cout << "exit status " << status << ", expected " << c.exit_status << "\n";
-    }
-    std::ostringstream rewritten;
-    bool exit_written = false;
-    for (const auto& line : c.header) {
-        const bool exit_line = StartsWith(line, "exit: ");
-        exit_written = exit_written || exit_line;
-        rewritten << (exit_line ? "exit: " + std::to_string(status) : line) << "\n";
-    }
-    if (!exit_written && status != 0) {
-        rewritten << "exit: " << status << "\n";
-    }
-    auto rewrite = [&rewritten](const std::string& name, const std::string& text) {
-        const bool eol = text.empty() || text.back() == '\n';
-        rewritten << "--- " << name << (eol ? "\n" : " noeol\n") << text << (eol ? "" : "\n");
-    };
-    for (const auto& section : c.inputs) {
-        rewrite(section.name, section.text);
-    }
-    for (const auto& section : expected) {
-        const std::string actual = Actual(section.name, tmp, c, vars);
-        if (!actual.empty() || (section.name != "stdout" && section.name != "stderr")) {
-            rewrite(section.name, actual);
-        }
-        if (actual != section.text) {
-            passed = false;
-            std::cout << "--- " << section.name << " differs. Expected:\n"
-                      << section.text << "--- but was:\n"
-                      << actual << "---\n";
+    bool passed =
+        fdrcase::Compare("exit status", std::to_string(c.exit_status), std::to_string(status));
+    for (auto& s : sections) {
+        if (IsExpected(s)) {
+            const std::string actual = Actual(s, tmp, c, vars);
+            const std::string place = s.Has("name") ? s["name"] : s.Has("dir") ? s["dir"] : "";
+            passed &= fdrcase::Compare(s.name + (place.empty() ? "" : " " + place),
+                                       fdrcase::WholeLines(s), actual);
+            fdrcase::SetWholeLines(s, actual);
         }
     }
     if (update) {
-        std::ofstream(case_path, std::ios::binary | std::ios::trunc) << rewritten.str();
+        auto exit_section = std::find_if(sections.begin(), sections.end(),
+                                         [](const Section& s) { return s.name == "exit"; });
+        if (exit_section == sections.end() && status != 0) {
+            exit_section = sections.insert(
+                std::find_if(sections.begin(), sections.end(), IsExpected), Section{});
+            exit_section->name = "exit";
+            exit_section->one_line = true;
+        }
+        if (exit_section != sections.end()) {
+            exit_section->text = std::to_string(status);
+        }
+        // The streams are written only when the program printed something there.
+        sections.erase(std::remove_if(sections.begin(), sections.end(),
+                                      [](const Section& s) {
+                                          return (s.name == "stdout" || s.name == "stderr") &&
+                                                 s.text.empty();
+                                      }),
+                       sections.end());
+        fdrcase::WriteCaseFile(case_path, sections);
     }
     if (passed || update) {
         std::filesystem::remove_all(tmp);
