@@ -113,14 +113,6 @@ std::vector<std::string> Split(const std::string& text) {
     return lines;
 }
 
-std::string Joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const auto& line : lines) {
-        text += (text.empty() ? "" : "\n") + line;
-    }
-    return text;
-}
-
 // Common leading lines kept, the rest shown as removed (expected) and added (actual).
 bool Compare(const std::string& what, const std::string& expected, const std::string& actual) {
     if (expected == actual) {

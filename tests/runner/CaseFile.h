@@ -31,7 +31,6 @@ std::string WholeLines(const Section& section);
 void SetWholeLines(Section& section, const std::string& lines);
 
 std::vector<std::string> Split(const std::string& text);
-std::string Joined(const std::vector<std::string>& lines);
 
 // Prints "--- expected WHAT" / "+++ actual WHAT" and the lines that differ; true when equal.
 bool Compare(const std::string& what, const std::string& expected, const std::string& actual);

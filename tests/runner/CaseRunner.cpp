@@ -23,6 +23,14 @@ using fdrcase::Compare;
 using fdrcase::Section;
 using fdrcase::Split;
 
+std::string Joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const auto& line : lines) {
+        text += (text.empty() ? "" : "\n") + line;
+    }
+    return text;
+}
+
 fdrsim::Service ServiceOn(const std::string& port) {
     const fdrsim::ServiceInfo* info = fdrsim::FindService(port);
     if (info == nullptr) {
@@ -129,11 +137,11 @@ int Run(const std::string& file) {
     }
     std::map<std::string, std::string> actual = {
         {"console", testing::internal::GetCapturedStdout()},
-        {"result", fdrcase::Joined(results)},
+        {"result", Joined(results)},
         {"locks-after", HeldLocks()},
-        {"center-log", fdrcase::Joined(center.NewLines())},
-        {"debug-log", fdrcase::Joined(debug.NewLines())},
-        {"aggregator-log", fdrcase::Joined(aggregator.NewLines())}};
+        {"center-log", Joined(center.NewLines())},
+        {"debug-log", Joined(debug.NewLines())},
+        {"aggregator-log", Joined(aggregator.NewLines())}};
     services.Stop();
     std::lock_guard<std::mutex> guard(held_mutex);
     actual["locks-held"] = held;

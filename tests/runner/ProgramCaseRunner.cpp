@@ -37,15 +37,6 @@ namespace {
 
 using fdrcase::Section;
 
-struct ProgramCase {
-    std::vector<Section> sections;  // as read, for --update
-    std::vector<std::string> args, env, background;
-    std::string ready;
-    std::vector<int> ports;
-    std::vector<std::pair<std::regex, std::string>> masks;
-    int exit_status = 0;
-};
-
 std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
@@ -68,56 +59,27 @@ std::string Substitute(std::string text, const std::map<std::string, std::string
     return text;
 }
 
-std::vector<std::string> Words(const std::string& line) {
-    std::vector<std::string> words;
-    std::string word;
-    bool quoted = false, any = false;
-    for (char c : line) {
-        if (c == '\'') {
-            quoted = !quoted;
-            any = true;
-        } else if (c == ' ' && !quoted) {
-            if (any) {
-                words.push_back(word);
-            }
-            word.clear();
-            any = false;
-        } else {
-            word += c;
-            any = true;
+// The text of every section of that name, in order.
+std::vector<std::string> Texts(const std::vector<Section>& sections, const std::string& name) {
+    std::vector<std::string> texts;
+    for (const auto& s : sections) {
+        if (s.name == name) {
+            texts.push_back(s.text);
         }
     }
-    if (any) {
-        words.push_back(word);
-    }
-    return words;
+    return texts;
 }
 
-ProgramCase ReadProgramCase(const std::string& path) {
-    ProgramCase c;
-    c.sections = fdrcase::ReadCaseFile(
-        path, {"args", "env", "background", "ready", "listen", "label", "mask", "exit", "write",
-               "stdin", "stdout", "stderr", "file", "listing"});
-    for (const auto& s : c.sections) {
-        if (s.name == "args" || s.name == "background") {
-            auto& list = s.name == "args" ? c.args : c.background;
-            for (auto& word : Words(s.text)) {
-                list.push_back(word);
-            }
-        } else if (s.name == "env") {
-            c.env.push_back(s.text);
-        } else if (s.name == "ready") {
-            c.ready = s.text;
-        } else if (s.name == "listen") {
-            c.ports.push_back(std::stoi(s.text));
-        } else if (s.name == "exit") {
-            c.exit_status = std::stoi(s.text);
-        } else if (s.name == "mask") {
-            const size_t arrow = s.text.find(" => ");
-            c.masks.emplace_back(std::regex(s.text.substr(0, arrow)), s.text.substr(arrow + 4));
+// The words of every section of that name, split at spaces.
+std::vector<std::string> Words(const std::vector<Section>& sections, const std::string& name) {
+    std::vector<std::string> words;
+    for (const auto& text : Texts(sections, name)) {
+        std::istringstream in(text);
+        for (std::string word; in >> word;) {
+            words.push_back(word);
         }
     }
-    return c;
+    return words;
 }
 
 bool IsExpected(const Section& s) {
@@ -198,7 +160,8 @@ std::string Listing(const std::string& folder) {
 }
 
 // What the program produced for an expected section, in the case file's terms.
-std::string Actual(const Section& s, const std::string& tmp, const ProgramCase& c,
+std::string Actual(const Section& s, const std::string& tmp,
+                   const std::vector<std::pair<std::regex, std::string>>& masks,
                    const std::map<std::string, std::string>& vars) {
     std::string text;
     if (s.name == "stdout" || s.name == "stderr") {
@@ -218,7 +181,7 @@ std::string Actual(const Section& s, const std::string& tmp, const ProgramCase& 
     for (const auto& [value, placeholder] : values) {
         text = ReplaceAll(text, value, placeholder);
     }
-    for (const auto& [pattern, replacement] : c.masks) {
+    for (const auto& [pattern, replacement] : masks) {
         text = std::regex_replace(text, pattern, replacement);
     }
     return text;
@@ -247,13 +210,21 @@ int main(int argc, char** argv) {
         std::cerr << "usage: program_case_runner --program P --case F [--var N=V]... [--update]\n";
         return 2;
     }
-    ProgramCase c;
+    std::vector<Section> sections;
     try {
-        c = ReadProgramCase(case_path);
+        sections = fdrcase::ReadCaseFile(
+            case_path, {"args", "env", "background", "ready", "listen", "label", "mask", "exit",
+                        "write", "stdin", "stdout", "stderr", "file", "listing"});
     } catch (const std::exception& e) {
         std::cout << case_path << ": " << e.what() << "\n";
         return 2;
     }
+    std::vector<std::pair<std::regex, std::string>> masks;
+    for (const auto& mask : Texts(sections, "mask")) {
+        const size_t arrow = mask.find(" => ");
+        masks.emplace_back(std::regex(mask.substr(0, arrow)), mask.substr(arrow + 4));
+    }
+    const auto ready = Texts(sections, "ready");
     std::string tmp = std::filesystem::temp_directory_path() / "program-case-XXXXXX";
     if (mkdtemp(tmp.data()) == nullptr) {
         std::cerr << "cannot make a folder like " << tmp << "\n";
@@ -262,7 +233,7 @@ int main(int argc, char** argv) {
     vars["TMP"] = tmp;
 
     std::string input = "/dev/null";
-    for (const auto& s : c.sections) {
+    for (const auto& s : sections) {
         if (s.name != "stdin" && s.name != "write") {
             continue;
         }
@@ -280,27 +251,28 @@ int main(int argc, char** argv) {
         return list;
     };
     pid_t background = -1;
-    if (!c.background.empty()) {
-        background = Spawn(expand(c.background), {}, "/dev/null", tmp + "/.background.out",
-                           tmp + "/.background.err");
+    if (!Words(sections, "background").empty()) {
+        background = Spawn(expand(Words(sections, "background")), {}, "/dev/null",
+                           tmp + "/.background.out", tmp + "/.background.err");
         if (background < 0 ||
-            (!c.ready.empty() && !WaitForFile(Substitute(c.ready, vars), background))) {
+            (!ready.empty() && !WaitForFile(Substitute(ready.back(), vars), background))) {
             std::cerr << "the background program did not get ready:\n"
                       << ReadFile(tmp + "/.background.err");
             return 1;
         }
     }
     std::vector<int> held;
-    for (int port : c.ports) {
-        held.push_back(HoldPort(port));
+    for (const auto& port : Texts(sections, "listen")) {
+        held.push_back(HoldPort(std::stoi(port)));
         if (held.back() < 0) {
             std::cerr << "cannot hold port " << port << "\n";
             return 1;
         }
     }
-    std::vector<std::string> words = expand(c.args);
+    std::vector<std::string> words = expand(Words(sections, "args"));
     words.insert(words.begin(), program);
-    const pid_t pid = Spawn(words, expand(c.env), input, tmp + "/.stdout", tmp + "/.stderr");
+    const pid_t pid =
+        Spawn(words, expand(Texts(sections, "env")), input, tmp + "/.stdout", tmp + "/.stderr");
     int status = -1;
     if (pid > 0) {
         int raw = 0;
@@ -315,42 +287,37 @@ int main(int argc, char** argv) {
         waitpid(background, nullptr, 0);
     }
 
-    // stdout and stderr are expected empty unless the case says otherwise.
-    std::vector<Section> sections = c.sections;
-    for (const char* stream : {"stdout", "stderr"}) {
-        if (std::none_of(sections.begin(), sections.end(),
-                         [stream](const Section& s) { return s.name == stream; })) {
-            sections.emplace_back().name = stream;
+    // Absent means exit status 0 and nothing printed; the status is set before the output.
+    for (const std::string name : {"exit", "stdout", "stderr"}) {
+        if (Texts(sections, name).empty()) {
+            const bool exit = name == "exit";
+            auto at =
+                exit ? std::find_if(sections.begin(), sections.end(), IsExpected) : sections.end();
+            Section& s = *sections.insert(at, Section{});
+            s.name = name;
+            s.text = exit ? "0" : "";
+            s.one_line = exit;
         }
     }
-    bool passed =
-        fdrcase::Compare("exit status", std::to_string(c.exit_status), std::to_string(status));
+    bool passed = true;
     for (auto& s : sections) {
-        if (IsExpected(s)) {
-            const std::string actual = Actual(s, tmp, c, vars);
+        if (s.name == "exit") {
+            passed &= fdrcase::Compare("exit status", s.text, std::to_string(status));
+            s.text = std::to_string(status);
+        } else if (IsExpected(s)) {
+            const std::string actual = Actual(s, tmp, masks, vars);
             const std::string place = s.Has("name") ? s["name"] : s.Has("dir") ? s["dir"] : "";
             passed &= fdrcase::Compare(s.name + (place.empty() ? "" : " " + place),
                                        fdrcase::WholeLines(s), actual);
             fdrcase::SetWholeLines(s, actual);
         }
     }
-    if (update) {
-        auto exit_section = std::find_if(sections.begin(), sections.end(),
-                                         [](const Section& s) { return s.name == "exit"; });
-        if (exit_section == sections.end() && status != 0) {
-            exit_section = sections.insert(
-                std::find_if(sections.begin(), sections.end(), IsExpected), Section{});
-            exit_section->name = "exit";
-            exit_section->one_line = true;
-        }
-        if (exit_section != sections.end()) {
-            exit_section->text = std::to_string(status);
-        }
-        // The streams are written only when the program printed something there.
+    if (update) {  // what is as when absent is left out
         sections.erase(std::remove_if(sections.begin(), sections.end(),
                                       [](const Section& s) {
-                                          return (s.name == "stdout" || s.name == "stderr") &&
-                                                 s.text.empty();
+                                          return s.text == (s.name == "exit" ? "0" : "") &&
+                                                 (s.name == "exit" || s.name == "stdout" ||
+                                                  s.name == "stderr");
                                       }),
                        sections.end());
         fdrcase::WriteCaseFile(case_path, sections);
