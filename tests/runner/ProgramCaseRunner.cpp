@@ -59,21 +59,23 @@ std::string Substitute(std::string text, const std::map<std::string, std::string
     return text;
 }
 
-// The text of every section of that name, in order.
-std::vector<std::string> Texts(const std::vector<Section>& sections, const std::string& name) {
+// The text of every section of that name, in order, with the given values put in.
+std::vector<std::string> Texts(const std::vector<Section>& sections, const std::string& name,
+                               const std::map<std::string, std::string>& vars = {}) {
     std::vector<std::string> texts;
     for (const auto& s : sections) {
         if (s.name == name) {
-            texts.push_back(s.text);
+            texts.push_back(Substitute(s.text, vars));
         }
     }
     return texts;
 }
 
 // The words of every section of that name, split at spaces.
-std::vector<std::string> Words(const std::vector<Section>& sections, const std::string& name) {
+std::vector<std::string> Words(const std::vector<Section>& sections, const std::string& name,
+                               const std::map<std::string, std::string>& vars) {
     std::vector<std::string> words;
-    for (const auto& text : Texts(sections, name)) {
+    for (const auto& text : Texts(sections, name, vars)) {
         std::istringstream in(text);
         for (std::string word; in >> word;) {
             words.push_back(word);
@@ -224,7 +226,6 @@ int main(int argc, char** argv) {
         const size_t arrow = mask.find(" => ");
         masks.emplace_back(std::regex(mask.substr(0, arrow)), mask.substr(arrow + 4));
     }
-    const auto ready = Texts(sections, "ready");
     std::string tmp = std::filesystem::temp_directory_path() / "program-case-XXXXXX";
     if (mkdtemp(tmp.data()) == nullptr) {
         std::cerr << "cannot make a folder like " << tmp << "\n";
@@ -244,18 +245,12 @@ int main(int argc, char** argv) {
             input = path;
         }
     }
-    auto expand = [&vars](std::vector<std::string> list) {
-        for (auto& item : list) {
-            item = Substitute(item, vars);
-        }
-        return list;
-    };
+    const auto ready = Texts(sections, "ready", vars);
     pid_t background = -1;
-    if (!Words(sections, "background").empty()) {
-        background = Spawn(expand(Words(sections, "background")), {}, "/dev/null",
-                           tmp + "/.background.out", tmp + "/.background.err");
-        if (background < 0 ||
-            (!ready.empty() && !WaitForFile(Substitute(ready.back(), vars), background))) {
+    if (const auto words = Words(sections, "background", vars); !words.empty()) {
+        background =
+            Spawn(words, {}, "/dev/null", tmp + "/.background.out", tmp + "/.background.err");
+        if (background < 0 || (!ready.empty() && !WaitForFile(ready.back(), background))) {
             std::cerr << "the background program did not get ready:\n"
                       << ReadFile(tmp + "/.background.err");
             return 1;
@@ -269,10 +264,10 @@ int main(int argc, char** argv) {
             return 1;
         }
     }
-    std::vector<std::string> words = expand(Words(sections, "args"));
+    std::vector<std::string> words = Words(sections, "args", vars);
     words.insert(words.begin(), program);
     const pid_t pid =
-        Spawn(words, expand(Texts(sections, "env")), input, tmp + "/.stdout", tmp + "/.stderr");
+        Spawn(words, Texts(sections, "env", vars), input, tmp + "/.stdout", tmp + "/.stderr");
     int status = -1;
     if (pid > 0) {
         int raw = 0;
