@@ -6,77 +6,22 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iostream>
 #include <mutex>
-#include <set>
 #include <sstream>
 
 #include "FederateUtil/NotifyLocks.h"
 #include "Simulator.h"
+#include "runner/CaseFile.h"
 #include "runner/Operations.h"
 #include "support/LogFiles.h"
 #include "support/TestData.h"
 
 namespace {
 
-struct Section {
-    std::string name;
-    std::map<std::string, std::string> attributes;  // a bare attribute has the value ""
-    std::string text;
-    int line = 0;
-    const std::string& operator[](const char* key) const { return attributes.at(key); }
-};
-
-std::runtime_error Malformed(int line, const std::string& why) {
-    return std::runtime_error("line " + std::to_string(line) + ": " + why);
-}
-
-// `<name a=1 b>` opens a section on a line of its own and `</name>` closes it; the text between
-// is kept byte for byte, without the final line end. `<name>text</name>` is a one-line section.
-// Lines outside sections that start with '#' are comments.
-std::vector<Section> ReadCaseFile(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
-        throw std::runtime_error("cannot read " + file);
-    }
-    std::vector<Section> sections;
-    int number = 0;
-    for (std::string line; std::getline(in, line);) {
-        ++number;
-        if (line.empty() || line[0] == '#') {
-            continue;
-        }
-        const size_t close = line.find('>');
-        if (line[0] != '<' || close == std::string::npos) {
-            throw Malformed(number, "expected a section tag: " + line);
-        }
-        Section s;
-        s.line = number;
-        std::istringstream words(line.substr(1, close - 1));
-        words >> s.name;
-        for (std::string word; words >> word;) {
-            const size_t eq = word.find('=');
-            s.attributes[word.substr(0, eq)] = eq == std::string::npos ? "" : word.substr(eq + 1);
-        }
-        const std::string rest = line.substr(close + 1), end = "</" + s.name + ">";
-        bool closed = !rest.empty() && rest.size() >= end.size() &&
-                      rest.compare(rest.size() - end.size(), end.size(), end) == 0;
-        if (closed) {
-            s.text = rest.substr(0, rest.size() - end.size());
-        }
-        for (bool first = true; rest.empty() && !closed && std::getline(in, line); first = false) {
-            ++number;
-            closed = line == end;
-            s.text += closed ? "" : (first ? "" : "\n") + line;
-        }
-        if (!closed) {
-            throw Malformed(s.line, "missing " + end);
-        }
-        sections.push_back(std::move(s));
-    }
-    return sections;
-}
+using fdrcase::Compare;
+using fdrcase::Section;
+using fdrcase::Split;
 
 std::string Joined(const std::vector<std::string>& lines) {
     std::string text;
@@ -84,43 +29,6 @@ std::string Joined(const std::vector<std::string>& lines) {
         text += (text.empty() ? "" : "\n") + line;
     }
     return text;
-}
-
-std::vector<std::string> Split(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-// A line as the diff shows it: a carriage return made visible.
-std::string Shown(std::string line) {
-    for (size_t at; (at = line.find('\r')) != std::string::npos;)
-        line.replace(at, 1, "^M");
-    return line;
-}
-
-// Common leading lines kept, the rest shown as removed (expected) and added (actual).
-bool Compare(const std::string& what, const std::string& expected, const std::string& actual) {
-    if (expected == actual) {
-        return true;
-    }
-    const auto want = Split(expected), got = Split(actual);
-    std::cout << "--- expected " << what << "\n+++ actual " << what << "\n";
-    size_t same = 0;
-    while (same < want.size() && same < got.size() && want[same] == got[same]) {
-        std::cout << " " << Shown(want[same++]) << "\n";
-    }
-    for (size_t i = same; i < want.size(); ++i)
-        std::cout << "-" << Shown(want[i]) << "\n";
-    for (size_t i = same; i < got.size(); ++i)
-        std::cout << "+" << Shown(got[i]) << "\n";
-    if (want == got) {
-        std::cout << "(line ends differ)\n";
-    }
-    return false;
 }
 
 fdrsim::Service ServiceOn(const std::string& port) {
@@ -167,7 +75,9 @@ std::string HeldLocks() {
 }
 
 int Run(const std::string& file) {
-    const auto sections = ReadCaseFile(file);
+    const auto sections = fdrcase::ReadCaseFile(
+        file, {"call", "arg", "answer", "fault", "result", "output", "request", "console",
+               "center-log", "debug-log", "aggregator-log", "locks-held"});
     fdrsim::SimulatorOptions options;
     options.recorder_only = true;
     fdrsim::Simulator services(std::move(options));
@@ -182,19 +92,13 @@ int Run(const std::string& file) {
     std::vector<std::string> calls;
     std::map<std::string, std::vector<fdrsim::ScriptedAnswer>> answers;
     CFederateUtil util;
-    const std::set<std::string> known = {"call",       "arg",       "answer",         "fault",
-                                         "result",     "output",    "request",        "console",
-                                         "center-log", "debug-log", "aggregator-log", "locks-held"};
     for (const auto& s : sections) {
-        if (!known.count(s.name)) {  // a misspelt expectation would otherwise pass unseen
-            throw Malformed(s.line, "no section " + s.name);
-        }
         if (s.name == "call") {
             calls = Split(s.text);
-            util.SetDebugSwitchForTesting(s.attributes.count("debug") != 0);
+            util.SetDebugSwitchForTesting(s.Has("debug"));
         } else if (s.name == "arg") {
             data.args[s["name"]].push_back(s.text);
-        } else if (s.name == "output" && s.attributes.count("before")) {
+        } else if (s.name == "output" && s.Has("before")) {
             data.outputs[s["name"]] = s["before"];
         } else if (s.name == "answer") {
             answers[s["port"] + " " + s["method"] + " " + s["path"]].push_back(
@@ -255,8 +159,8 @@ int Run(const std::string& file) {
             ++request;
         } else if (s.name == "output") {
             same &= Compare("output " + s["name"], s.text, data.outputs[s["name"]]);
-        } else if (s.name == "console") {  // whole lines, each ending in a line end
-            expected[s.name] = s.text + "\n";
+        } else if (s.name == "console") {
+            expected[s.name] = fdrcase::WholeLines(s);
         } else if (actual.count(s.name)) {
             expected[s.name] = s.text;
         }

@@ -3,22 +3,10 @@
 //
 //   program_case_runner --program PATH --case FILE [--var NAME=VALUE]... [--update]
 //
-// A case file is header lines, then sections. Header lines ("#" starts a comment):
-//   args: WORDS         the program's arguments; 'single quotes' keep spaces; may repeat
-//   env: NAME=VALUE     added to the program's environment; may repeat
-//   background: WORDS   a program to run around the case (stopped with SIGTERM afterwards)
-//   ready: PATH         wait until the background program has made this file
-//   listen: PORT        hold 127.0.0.1:PORT open while the program runs
-//   label: NAME         a CTest label for the case (add_program_cases reads it)
-//   mask: REGEX => TEXT replace what varies from run to run in everything compared; may repeat
-//   exit: N             the expected exit status (default 0)
-// Sections start with "--- NAME" and hold the lines up to the next section:
-//   --- write: NAME     a file made in @TMP@ before the run     --- stdin   the program's input
-//   --- stdout, --- stderr, --- file: NAME (in @TMP@), --- listing: DIR (names in DIR, sorted)
-// An expected section that is absent means empty; "--- NAME noeol" has no final newline.
-// @TMP@ is a fresh folder of this run, @NAME@ a --var value; in what the program printed those
-// values read back as @TMP@ and @NAME@, so that case files hold no paths of one build.
-// --update rewrites the expected sections with what the program did (for a new case, to review).
+// The case file's syntax and its sections are in tests/cases/README.md. @TMP@ is a fresh folder
+// of this run, @NAME@ a --var value; in what the program printed those values read back as @TMP@
+// and @NAME@, so that case files hold no paths of one build. --update rewrites the expected
+// sections and the exit status with what the program did (for a new case, to review).
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <fcntl.h>
@@ -42,25 +30,12 @@
 #include <thread>
 #include <vector>
 
+#include "runner/CaseFile.h"
 #include "support/Timing.h"
 
 namespace {
 
-struct Section {
-    std::string name;  // "stdout", "file: body.txt", ...
-    std::string text;
-};
-
-struct CaseFile {
-    std::vector<std::string> header;  // as written, for --update
-    std::vector<std::string> args, env, background;
-    std::string ready;
-    std::vector<int> ports;
-    std::vector<std::pair<std::regex, std::string>> masks;
-    int exit_status = 0;
-    std::vector<Section> inputs;    // write:, stdin
-    std::vector<Section> expected;  // stdout, stderr, file:, listing:
-};
+using fdrcase::Section;
 
 std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -84,83 +59,33 @@ std::string Substitute(std::string text, const std::map<std::string, std::string
     return text;
 }
 
-std::vector<std::string> Words(const std::string& line) {
-    std::vector<std::string> words;
-    std::string word;
-    bool quoted = false, any = false;
-    for (char c : line) {
-        if (c == '\'') {
-            quoted = !quoted;
-            any = true;
-        } else if (c == ' ' && !quoted) {
-            if (any) {
-                words.push_back(word);
-            }
-            word.clear();
-            any = false;
-        } else {
-            word += c;
-            any = true;
+// The text of every section of that name, in order, with the given values put in.
+std::vector<std::string> Texts(const std::vector<Section>& sections, const std::string& name,
+                               const std::map<std::string, std::string>& vars = {}) {
+    std::vector<std::string> texts;
+    for (const auto& s : sections) {
+        if (s.name == name) {
+            texts.push_back(Substitute(s.text, vars));
         }
     }
-    if (any) {
-        words.push_back(word);
+    return texts;
+}
+
+// The words of every section of that name, split at spaces.
+std::vector<std::string> Words(const std::vector<Section>& sections, const std::string& name,
+                               const std::map<std::string, std::string>& vars) {
+    std::vector<std::string> words;
+    for (const auto& text : Texts(sections, name, vars)) {
+        std::istringstream in(text);
+        for (std::string word; in >> word;) {
+            words.push_back(word);
+        }
     }
     return words;
 }
 
-bool StartsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-CaseFile ParseCase(const std::string& text) {
-    CaseFile c;
-    std::istringstream lines(text);
-    std::string line;
-    Section* section = nullptr;
-    while (std::getline(lines, line)) {
-        if (StartsWith(line, "--- ")) {
-            Section next{line.substr(4), ""};
-            const bool input = StartsWith(next.name, "write:") || next.name == "stdin";
-            auto& list = input ? c.inputs : c.expected;
-            list.push_back(next);
-            section = &list.back();
-        } else if (section != nullptr) {
-            section->text += line + "\n";
-        } else {
-            c.header.push_back(line);
-            const size_t colon = line.find(": ");
-            const std::string key = line.substr(0, colon), value = line.substr(colon + 2);
-            if (line.empty() || line[0] == '#' || colon == std::string::npos) {
-                continue;
-            } else if (key == "args" || key == "background") {
-                auto& list = key == "args" ? c.args : c.background;
-                for (auto& word : Words(value)) {
-                    list.push_back(word);
-                }
-            } else if (key == "env") {
-                c.env.push_back(value);
-            } else if (key == "ready") {
-                c.ready = value;
-            } else if (key == "listen") {
-                c.ports.push_back(std::stoi(value));
-            } else if (key == "exit") {
-                c.exit_status = std::stoi(value);
-            } else if (key == "mask") {
-                const size_t arrow = value.find(" => ");
-                c.masks.emplace_back(std::regex(value.substr(0, arrow)), value.substr(arrow + 4));
-            }
-        }
-    }
-    for (auto* list : {&c.inputs, &c.expected}) {
-        for (auto& s : *list) {
-            if (s.name.size() > 6 && s.name.compare(s.name.size() - 6, 6, " noeol") == 0) {
-                s.name.resize(s.name.size() - 6);
-                s.text.pop_back();
-            }
-        }
-    }
-    return c;
+bool IsExpected(const Section& s) {
+    return s.name == "stdout" || s.name == "stderr" || s.name == "file" || s.name == "listing";
 }
 
 pid_t Spawn(const std::vector<std::string>& words, const std::vector<std::string>& env,
@@ -236,16 +161,17 @@ std::string Listing(const std::string& folder) {
     return text;
 }
 
-// What the program produced for section `name`, in the case file's terms.
-std::string Actual(const std::string& name, const std::string& tmp, const CaseFile& c,
+// What the program produced for an expected section, in the case file's terms.
+std::string Actual(const Section& s, const std::string& tmp,
+                   const std::vector<std::pair<std::regex, std::string>>& masks,
                    const std::map<std::string, std::string>& vars) {
     std::string text;
-    if (name == "stdout" || name == "stderr") {
-        text = ReadFile(tmp + "/." + name);
-    } else if (StartsWith(name, "file: ")) {
-        text = ReadFile(tmp + "/" + name.substr(6));
-    } else if (StartsWith(name, "listing: ")) {
-        text = Listing(Substitute(name.substr(9), vars));
+    if (s.name == "stdout" || s.name == "stderr") {
+        text = ReadFile(tmp + "/." + s.name);
+    } else if (s.name == "file") {
+        text = ReadFile(tmp + "/" + s["name"]);
+    } else if (s.name == "listing") {
+        text = Listing(Substitute(s["dir"], vars));
     }
     std::vector<std::pair<std::string, std::string>> values;
     for (const auto& [key, value] : vars) {
@@ -257,7 +183,7 @@ std::string Actual(const std::string& name, const std::string& tmp, const CaseFi
     for (const auto& [value, placeholder] : values) {
         text = ReplaceAll(text, value, placeholder);
     }
-    for (const auto& [pattern, replacement] : c.masks) {
+    for (const auto& [pattern, replacement] : masks) {
         text = std::regex_replace(text, pattern, replacement);
     }
     return text;
@@ -286,7 +212,20 @@ int main(int argc, char** argv) {
         std::cerr << "usage: program_case_runner --program P --case F [--var N=V]... [--update]\n";
         return 2;
     }
-    const CaseFile c = ParseCase(ReadFile(case_path));
+    std::vector<Section> sections;
+    try {
+        sections = fdrcase::ReadCaseFile(
+            case_path, {"args", "env", "background", "ready", "listen", "label", "mask", "exit",
+                        "write", "stdin", "stdout", "stderr", "file", "listing"});
+    } catch (const std::exception& e) {
+        std::cout << case_path << ": " << e.what() << "\n";
+        return 2;
+    }
+    std::vector<std::pair<std::regex, std::string>> masks;
+    for (const auto& mask : Texts(sections, "mask")) {
+        const size_t arrow = mask.find(" => ");
+        masks.emplace_back(std::regex(mask.substr(0, arrow)), mask.substr(arrow + 4));
+    }
     std::string tmp = std::filesystem::temp_directory_path() / "program-case-XXXXXX";
     if (mkdtemp(tmp.data()) == nullptr) {
         std::cerr << "cannot make a folder like " << tmp << "\n";
@@ -295,43 +234,40 @@ int main(int argc, char** argv) {
     vars["TMP"] = tmp;
 
     std::string input = "/dev/null";
-    for (const auto& section : c.inputs) {
-        const std::string path =
-            section.name == "stdin" ? tmp + "/.stdin" : tmp + "/" + section.name.substr(7);
+    for (const auto& s : sections) {
+        if (s.name != "stdin" && s.name != "write") {
+            continue;
+        }
+        const std::string path = s.name == "stdin" ? tmp + "/.stdin" : tmp + "/" + s["name"];
         std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-        std::ofstream(path, std::ios::binary) << Substitute(section.text, vars);
-        if (section.name == "stdin") {
+        std::ofstream(path, std::ios::binary) << Substitute(fdrcase::WholeLines(s), vars);
+        if (s.name == "stdin") {
             input = path;
         }
     }
-    auto expand = [&vars](std::vector<std::string> list) {
-        for (auto& item : list) {
-            item = Substitute(item, vars);
-        }
-        return list;
-    };
+    const auto ready = Texts(sections, "ready", vars);
     pid_t background = -1;
-    if (!c.background.empty()) {
-        background = Spawn(expand(c.background), {}, "/dev/null", tmp + "/.background.out",
-                           tmp + "/.background.err");
-        if (background < 0 ||
-            (!c.ready.empty() && !WaitForFile(Substitute(c.ready, vars), background))) {
+    if (const auto words = Words(sections, "background", vars); !words.empty()) {
+        background =
+            Spawn(words, {}, "/dev/null", tmp + "/.background.out", tmp + "/.background.err");
+        if (background < 0 || (!ready.empty() && !WaitForFile(ready.back(), background))) {
             std::cerr << "the background program did not get ready:\n"
                       << ReadFile(tmp + "/.background.err");
             return 1;
         }
     }
     std::vector<int> held;
-    for (int port : c.ports) {
-        held.push_back(HoldPort(port));
+    for (const auto& port : Texts(sections, "listen")) {
+        held.push_back(HoldPort(std::stoi(port)));
         if (held.back() < 0) {
             std::cerr << "cannot hold port " << port << "\n";
             return 1;
         }
     }
-    std::vector<std::string> words = expand(c.args);
+    std::vector<std::string> words = Words(sections, "args", vars);
     words.insert(words.begin(), program);
-    const pid_t pid = Spawn(words, expand(c.env), input, tmp + "/.stdout", tmp + "/.stderr");
+    const pid_t pid =
+        Spawn(words, Texts(sections, "env", vars), input, tmp + "/.stdout", tmp + "/.stderr");
     int status = -1;
     if (pid > 0) {
         int raw = 0;
@@ -346,49 +282,40 @@ int main(int argc, char** argv) {
         waitpid(background, nullptr, 0);
     }
 
-    // Every expected section, plus stdout and stderr, which are empty unless the case says so.
-    std::vector<Section> expected = c.expected;
-    for (const char* stream : {"stdout", "stderr"}) {
-        if (std::none_of(expected.begin(), expected.end(),
-                         [stream](const Section& s) { return s.name == stream; })) {
-            expected.push_back({stream, ""});
+    // Absent means exit status 0 and nothing printed; the status is set before the output.
+    for (const std::string name : {"exit", "stdout", "stderr"}) {
+        if (Texts(sections, name).empty()) {
+            const bool exit = name == "exit";
+            auto at =
+                exit ? std::find_if(sections.begin(), sections.end(), IsExpected) : sections.end();
+            Section& s = *sections.insert(at, Section{});
+            s.name = name;
+            s.text = exit ? "0" : "";
+            s.one_line = exit;
         }
     }
-    bool passed = status == c.exit_status;
-    if (!passed) {
-        std::cout << "exit status " << status << ", expected " << c.exit_status << "\n";
-    }
-    std::ostringstream rewritten;
-    bool exit_written = false;
-    for (const auto& line : c.header) {
-        const bool exit_line = StartsWith(line, "exit: ");
-        exit_written = exit_written || exit_line;
-        rewritten << (exit_line ? "exit: " + std::to_string(status) : line) << "\n";
-    }
-    if (!exit_written && status != 0) {
-        rewritten << "exit: " << status << "\n";
-    }
-    auto rewrite = [&rewritten](const std::string& name, const std::string& text) {
-        const bool eol = text.empty() || text.back() == '\n';
-        rewritten << "--- " << name << (eol ? "\n" : " noeol\n") << text << (eol ? "" : "\n");
-    };
-    for (const auto& section : c.inputs) {
-        rewrite(section.name, section.text);
-    }
-    for (const auto& section : expected) {
-        const std::string actual = Actual(section.name, tmp, c, vars);
-        if (!actual.empty() || (section.name != "stdout" && section.name != "stderr")) {
-            rewrite(section.name, actual);
-        }
-        if (actual != section.text) {
-            passed = false;
-            std::cout << "--- " << section.name << " differs. Expected:\n"
-                      << section.text << "--- but was:\n"
-                      << actual << "---\n";
+    bool passed = true;
+    for (auto& s : sections) {
+        if (s.name == "exit") {
+            passed &= fdrcase::Compare("exit status", s.text, std::to_string(status));
+            s.text = std::to_string(status);
+        } else if (IsExpected(s)) {
+            const std::string actual = Actual(s, tmp, masks, vars);
+            const std::string place = s.Has("name") ? s["name"] : s.Has("dir") ? s["dir"] : "";
+            passed &= fdrcase::Compare(s.name + (place.empty() ? "" : " " + place),
+                                       fdrcase::WholeLines(s), actual);
+            fdrcase::SetWholeLines(s, actual);
         }
     }
-    if (update) {
-        std::ofstream(case_path, std::ios::binary | std::ios::trunc) << rewritten.str();
+    if (update) {  // what is as when absent is left out
+        sections.erase(std::remove_if(sections.begin(), sections.end(),
+                                      [](const Section& s) {
+                                          return s.text == (s.name == "exit" ? "0" : "") &&
+                                                 (s.name == "exit" || s.name == "stdout" ||
+                                                  s.name == "stderr");
+                                      }),
+                       sections.end());
+        fdrcase::WriteCaseFile(case_path, sections);
     }
     if (passed || update) {
         std::filesystem::remove_all(tmp);

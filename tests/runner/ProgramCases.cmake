@@ -1,13 +1,14 @@
 # One data-driven runner for the programs' own tests: each case file runs the program once and
 # compares its output, files and exit status with the case's literal text (see
-# ProgramCaseRunner.cpp for the case file format).
+# tests/cases/README.md for the case file format).
 #
 #   add_program_cases(PREFIX <test name prefix> PROGRAM <path> CASES <folder>
 #                     [VARS NAME=VALUE ...] [DEPENDS <target> ...] [PROPERTIES <ctest property> ...])
 #
 # Registers one CTest test "<prefix>.<case>" per <folder>/*.case.
 if(NOT TARGET program_case_runner)
-  add_executable(program_case_runner ${CMAKE_CURRENT_LIST_DIR}/ProgramCaseRunner.cpp)
+  add_executable(program_case_runner ${CMAKE_CURRENT_LIST_DIR}/ProgramCaseRunner.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/CaseFile.cpp)
   target_link_libraries(program_case_runner PRIVATE federateutil_test_timing federateutil_build_flags)
 endif()
 
@@ -25,9 +26,9 @@ function(add_program_cases)
     if(ARG_PROPERTIES)
       set_tests_properties(${ARG_PREFIX}.${name} PROPERTIES ${ARG_PROPERTIES})
     endif()
-    # "label: NAME" in a case adds a CTest label, such as "slow" for a time-out.
-    file(STRINGS ${case} labels REGEX "^label: ")
-    list(TRANSFORM labels REPLACE "^label: " "")
+    # "<label>NAME</label>" in a case adds a CTest label, such as "slow" for a time-out.
+    file(STRINGS ${case} labels REGEX "^<label>.*</label>$")
+    list(TRANSFORM labels REPLACE "^<label>(.*)</label>$" "\\1")
     if(labels)
       set_property(TEST ${ARG_PREFIX}.${name} APPEND PROPERTY LABELS ${labels})
     endif()
