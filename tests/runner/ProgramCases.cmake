@@ -9,7 +9,7 @@
 if(NOT TARGET program_case_runner)
   add_executable(program_case_runner ${CMAKE_CURRENT_LIST_DIR}/ProgramCaseRunner.cpp
     ${CMAKE_CURRENT_LIST_DIR}/CaseFile.cpp)
-  target_link_libraries(program_case_runner PRIVATE federateutil_test_timing federateutil_build_flags)
+  target_link_libraries(program_case_runner PRIVATE federateutil_test_headers federateutil_build_flags)
 endif()
 
 function(add_program_cases)
