@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace fdrsim {
 
@@ -73,19 +74,19 @@ bool ServiceListener::Fail(const std::string& reason, std::string* error) const 
 }
 
 bool ServiceListener::Start(bool refusing, std::string* error) {
-    if (refusing) {
-        // Nothing listens; a port that was free a moment ago gives clients a place to be refused.
-        if (port_ == 0) {
-            const int sock = BoundLoopbackSocket(0);
-            if (sock < 0) {
-                return Fail(std::strerror(errno), error);
-            }
-            port_ = PortOfSocket(sock);
-            ::close(sock);
-        }
-        return true;
+    if (!refusing) {
+        return Listen(error);
     }
-    return Listen(error);
+    // Nothing listens, but the port is held: a fixed one that something else has already taken
+    // refuses nobody, yet the service starts as it always did.
+    std::lock_guard<std::mutex> lock(listening_);
+    held_fd_ = BoundLoopbackSocket(port_);
+    if (held_fd_ >= 0) {
+        port_ = PortOfSocket(held_fd_);
+    } else if (port_ == 0) {
+        return Fail(std::strerror(errno), error);
+    }
+    return true;
 }
 
 bool ServiceListener::Listen(std::string* error) {
@@ -93,7 +94,7 @@ bool ServiceListener::Listen(std::string* error) {
     if (listen_fd_ >= 0) {
         return true;
     }
-    const int sock = BoundLoopbackSocket(port_);
+    const int sock = held_fd_ >= 0 ? std::exchange(held_fd_, -1) : BoundLoopbackSocket(port_);
     if (sock < 0) {
         return Fail(WhyNotBound(), error);
     }
@@ -109,8 +110,7 @@ bool ServiceListener::Listen(std::string* error) {
     return true;
 }
 
-void ServiceListener::Refuse() {
-    std::lock_guard<std::mutex> lock(listening_);
+void ServiceListener::CloseListening() {
     if (listen_fd_ < 0) {
         return;
     }
@@ -122,8 +122,22 @@ void ServiceListener::Refuse() {
     closing_.reset();
 }
 
+void ServiceListener::Refuse() {
+    std::lock_guard<std::mutex> lock(listening_);
+    if (listen_fd_ >= 0) {
+        CloseListening();
+        held_fd_ = BoundLoopbackSocket(port_);
+    }
+}
+
 void ServiceListener::Stop() {
-    Refuse();
+    {
+        std::lock_guard<std::mutex> lock(listening_);
+        CloseListening();
+        if (held_fd_ >= 0) {
+            ::close(std::exchange(held_fd_, -1));
+        }
+    }
     std::unique_lock<std::mutex> lock(connections_mutex_);
     closed_.wait(lock, [this] { return open_ == 0; });
 }

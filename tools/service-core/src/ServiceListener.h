@@ -32,6 +32,8 @@ class ServiceListener {
     // message naming the port and the service.
     bool Start(bool refusing, std::string* error);
     // Closes the listening socket, so that connections are refused; requests already read go on.
+    // The port stays bound, not listening, so that no free-port bind or outgoing connection
+    // beside takes it while the service refuses.
     void Refuse();
     // Listens again on the same port after Refuse().
     bool Listen(std::string* error);
@@ -47,6 +49,7 @@ class ServiceListener {
     void AcceptLoop(int listen_fd, const WakeSignal& closing);
     void Serve(int fd);
     bool Fail(const std::string& reason, std::string* error) const;
+    void CloseListening();  // with listening_ held
 
     const Service service_;
     std::atomic<int> port_;
@@ -54,6 +57,7 @@ class ServiceListener {
     const WakeSignal& stop_;
     std::mutex listening_;  // Listen(), Refuse() and Stop() one at a time
     int listen_fd_ = -1;
+    int held_fd_ = -1;                     // bound, not listening: the port kept while refusing
     std::unique_ptr<WakeSignal> closing_;  // ends the accept loop of this listening socket
     std::thread acceptor_;
     mutable std::mutex connections_mutex_;

@@ -304,6 +304,28 @@ TEST(Federation, ConcurrentWritesAreAllAppliedAndRecorded) {
     }
 }
 
+// A refusing service keeps its port, from the start or from a fault set later: a free port given
+// back could be taken by a test beside, and a client meant to be refused would be answered.
+TEST(Listener, ARefusingServiceHoldsItsPort) {
+    SimulatorOptions options;
+    options.faults[Service::Arbitrator] = FaultMode::Refuse;
+    auto core = Started(std::move(options));
+    Fault refuse;
+    refuse.mode = FaultMode::Refuse;
+    core->SetFault(Service::FederationWrites, refuse);
+    for (const Service service : {Service::Arbitrator, Service::FederationWrites}) {
+        const int port = core->PortOf(service);
+        EXPECT_EQ(Put(port, "{}", "/any"), "") << port;
+        const int sock = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{
+            AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
+        EXPECT_NE(::bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << port;
+        ::close(sock);
+    }
+    core->ClearFaults();  // listening again on the port it held
+    EXPECT_NE(Put(core->PortOf(Service::Arbitrator), "{}", "/any"), "");
+}
+
 TEST(Listener, APortTakenFailsNamingItAndReleasesTheOthers) {
     auto holder = Started();
     const std::string port = std::to_string(holder->PortOf(Service::Token));
