@@ -31,18 +31,12 @@
 #include <vector>
 
 #include "runner/CaseFile.h"
+#include "support/Files.h"
 #include "support/Timing.h"
 
 namespace {
 
 using fdrcase::Section;
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::string ReplaceAll(std::string text, const std::string& from, const std::string& to) {
     for (size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos;) {
@@ -167,9 +161,9 @@ std::string Actual(const Section& s, const std::string& tmp,
                    const std::map<std::string, std::string>& vars) {
     std::string text;
     if (s.name == "stdout" || s.name == "stderr") {
-        text = ReadFile(tmp + "/." + s.name);
+        text = fdrtest::ReadFile(tmp + "/." + s.name);
     } else if (s.name == "file") {
-        text = ReadFile(tmp + "/" + s["name"]);
+        text = fdrtest::ReadFile(tmp + "/" + s["name"]);
     } else if (s.name == "listing") {
         text = Listing(Substitute(s["dir"], vars));
     }
@@ -252,7 +246,7 @@ int main(int argc, char** argv) {
             Spawn(words, {}, "/dev/null", tmp + "/.background.out", tmp + "/.background.err");
         if (background < 0 || (!ready.empty() && !WaitForFile(ready.back(), background))) {
             std::cerr << "the background program did not get ready:\n"
-                      << ReadFile(tmp + "/.background.err");
+                      << fdrtest::ReadFile(tmp + "/.background.err");
             return 1;
         }
     }

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/Files.h"
 
 namespace fdrtest {
 
@@ -21,10 +21,10 @@ inline std::string LogFilePath(const std::string& absolute_path) {
 class LogWatch {
   public:
     explicit LogWatch(const std::string& absolute_path)
-        : file_(LogFilePath(absolute_path)), start_(Read(file_).size()) {}
+        : file_(LogFilePath(absolute_path)), start_(ReadFile(file_).size()) {}
 
     std::vector<std::string> NewLines() const {
-        const std::string text = Read(file_);
+        const std::string text = ReadFile(file_);
         // A rotation restarts the file; then everything in it is new.
         std::istringstream in(text.size() >= start_ ? text.substr(start_) : text);
         std::vector<std::string> lines;
@@ -35,10 +35,6 @@ class LogWatch {
     }
 
   private:
-    static std::string Read(const std::string& file) {
-        std::ifstream in(file, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
     std::string file_;
     size_t start_;
 };

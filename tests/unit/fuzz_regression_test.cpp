@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 
 #include "../../fuzz/FuzzEntries.h"
+#include "support/Files.h"
 
 namespace {
 
@@ -17,11 +16,6 @@ namespace fs = std::filesystem;
 
 const fs::path kReproducers = fs::path(FDR_TEST_DATA_DIR) / "fuzz";
 const fs::path kSeeds = fs::path(FDR_TEST_DATA_DIR) / ".." / ".." / "fuzz" / "corpus";
-
-std::string ReadBytes(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 TEST(FuzzRegression, KeptInputsPassTheirFuzzersChecks) {
     for (const fdrfuzz::Entry& entry : fdrfuzz::kEntries) {
@@ -33,7 +27,7 @@ TEST(FuzzRegression, KeptInputsPassTheirFuzzersChecks) {
             }
             for (const auto& file : fs::directory_iterator(folder)) {
                 SCOPED_TRACE(file.path().string());
-                const std::string input = ReadBytes(file.path());
+                const std::string input = fdrtest::ReadFile(file.path());
                 // The error readers print the service's error triple.
                 testing::internal::CaptureStdout();
                 fdrfuzz::Verdict verdict;

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -16,17 +15,11 @@
 #include <vector>
 
 #include "platform/host_utils.h"
+#include "support/Files.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string slurp(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 // Every test logs to "/hostutil/<test>/..." below the process's own log root (main/TestMain.cpp).
 class HostUtilLogTest : public ::testing::Test {
@@ -49,11 +42,11 @@ TEST_F(HostUtilLogTest, AppendsExactLinesCreatingFolders) {
     EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 1000, "value %d of %s", 5, "x"));
     EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 1000, "ends in newline\n"));
     EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 1000, "%s", ""));
-    EXPECT_EQ("value 5 of x\nends in newline\n\n", slurp(real("deep/er/a.log")));
+    EXPECT_EQ("value 5 of x\nends in newline\n\n", fdrtest::ReadFile(real("deep/er/a.log")));
 
     const std::string long_text(100000, 'L');  // beyond any stack buffer
     EXPECT_EQ(0, log_File_Debug_s(path("long.log").c_str(), 1 << 20, "<%s>", long_text.c_str()));
-    EXPECT_EQ("<" + long_text + ">\n", slurp(real("long.log")));
+    EXPECT_EQ("<" + long_text + ">\n", fdrtest::ReadFile(real("long.log")));
 }
 
 TEST_F(HostUtilLogTest, RotatesToBackupAtTheCap) {
@@ -64,14 +57,14 @@ TEST_F(HostUtilLogTest, RotatesToBackupAtTheCap) {
         EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 100, "%s", line(i).c_str()));
         EXPECT_LE(fs::file_size(real("r.log")), 100u);
     }
-    EXPECT_EQ(line(3) + line(4) + line(5), slurp(real("r.log.1")));
-    EXPECT_EQ(line(6), slurp(real("r.log")));
+    EXPECT_EQ(line(3) + line(4) + line(5), fdrtest::ReadFile(real("r.log.1")));
+    EXPECT_EQ(line(6), fdrtest::ReadFile(real("r.log")));
 
     // An oversized line still goes into a fresh file; the previous content becomes the backup.
     const std::string big(150, 'B');
     EXPECT_EQ(0, log_File_Debug_s(log.c_str(), 100, "%s", big.c_str()));
-    EXPECT_EQ(big + "\n", slurp(real("r.log")));
-    EXPECT_EQ(line(6), slurp(real("r.log.1")));
+    EXPECT_EQ(big + "\n", fdrtest::ReadFile(real("r.log")));
+    EXPECT_EQ(line(6), fdrtest::ReadFile(real("r.log.1")));
     EXPECT_EQ(0, log_File_Debug_s(path("big.log").c_str(), 100, "%s", big.c_str()));
     EXPECT_FALSE(fs::exists(real("big.log.1")));
 
@@ -103,7 +96,7 @@ TEST_F(HostUtilLogTest, ConcurrentWritersNeverInterleave) {
     for (auto& th : threads) {
         th.join();
     }
-    std::istringstream in(slurp(real("c.log")));
+    std::istringstream in(fdrtest::ReadFile(real("c.log")));
     std::multiset<std::string> read;
     for (std::string text; std::getline(in, text);) {
         read.insert(text);
@@ -132,7 +125,7 @@ TEST_F(HostUtilLogTest, WithoutRootThePathIsUsedAsGiven) {
     const int rc = log_File_Debug_s(absolute.c_str(), 100, "as given");
     ::setenv("FDR_LOG_ROOT", saved.c_str(), 1);
     EXPECT_EQ(0, rc);
-    EXPECT_EQ("as given\n", slurp(absolute));
+    EXPECT_EQ("as given\n", fdrtest::ReadFile(absolute));
 }
 
 mode_t ModeOf(const fs::path& file) {
@@ -179,7 +172,7 @@ TEST_F(HostUtilLogTest, ALinkOrSpecialFileAtTheLogPathIsRefused) {
     }
     const std::string err = ::testing::internal::GetCapturedStderr();
 
-    EXPECT_EQ("original\n", slurp(real("target")));
+    EXPECT_EQ("original\n", fdrtest::ReadFile(real("target")));
     EXPECT_FALSE(fs::exists(fs::symlink_status(real("missing"))));
     EXPECT_TRUE(fs::is_symlink(real("linked.log")));
     for (const auto& [name, message] : kRefused) {  // said once
@@ -208,8 +201,8 @@ TEST_F(HostUtilLogTest, AWiderLogIsKeptAcrossRotationAndReportedOnce) {
     }
     const std::string err = ::testing::internal::GetCapturedStderr();
 
-    EXPECT_EQ("line 0002\nline 0003\n", slurp(real("shared.log")));
-    EXPECT_EQ("first\nline 0000\nline 0001\n", slurp(real("shared.log.1")));
+    EXPECT_EQ("line 0002\nline 0003\n", fdrtest::ReadFile(real("shared.log")));
+    EXPECT_EQ("first\nline 0000\nline 0001\n", fdrtest::ReadFile(real("shared.log.1")));
     EXPECT_EQ(0640u, ModeOf(real("shared.log")));
     struct stat st {};
     ASSERT_EQ(0, ::stat(real("shared.log").c_str(), &st));
