@@ -23,7 +23,10 @@ if ! git diff --quiet -- src; then
     exit 2
 fi
 scripts/ensure-deps.sh test
-cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+# Test programs list their tests when CTest runs them, not at build time: a mutant that makes one
+# crash while listing fails the suite, as any other crash does.
+cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST >/dev/null
 cmake --build "$build_dir" -j"$(nproc)" >/dev/null
 mkdir -p "$(dirname "$log")"
 : >"$log"
@@ -99,17 +102,8 @@ lines[line - 1] = text[:column] + replacement + text[column + len(original):]
 open(path, "w").write("\n".join(lines))
 PY
     if ! cmake --build "$build_dir" -j"$(nproc)" >>"$log" 2>&1; then
-        # The library builds but the suite's own programs do not (a test program that crashes
-        # while its tests are listed): the suite caught it.
-        if cmake --build "$build_dir" -j"$(nproc)" --target federateutil >>"$log" 2>&1; then
-            total=$((total + 1))
-            killed=$((killed + 1))
-            printf 'killed            %s (a test program crashed while listing its tests)\n' \
-                "$label" | tee -a "$log"
-        else
-            invalid=$((invalid + 1))
-            printf 'does not compile  %s\n' "$label" | tee -a "$log"
-        fi
+        invalid=$((invalid + 1))
+        printf 'does not compile  %s\n' "$label" | tee -a "$log"
     elif (cd "$build_dir" && ctest "${quick_suite[@]}" -j"$(nproc)" --stop-on-failure \
             --timeout 120) >>"$log" 2>&1; then
         total=$((total + 1))
