@@ -173,12 +173,11 @@ bool OnlyServiceEcho(const std::vector<std::string>& console) {
     return true;
 }
 
-JsonTree StringArray(const std::vector<std::string>& lines) {
-    JsonTree array = JsonTree(cJSON_CreateArray());
+void AddStrings(cJSON* object, const char* key, const std::vector<std::string>& lines) {
+    cJSON* array = fdr::jsontree::AddArray(object, key);
     for (const auto& line : lines) {
-        Append(array.get(), JsonTree(cJSON_CreateString(line.c_str())));
+        Append(array, JsonTree(cJSON_CreateString(line.c_str())));
     }
-    return array;
 }
 
 }  // namespace
@@ -236,23 +235,21 @@ std::string OutcomeJson(const OperationEntry& operation, const OperationOutcome&
             DescribeResult(outcome.result, operation.result_kind, outcome.console));
     fdr::jsontree::AddInt32(root.get(), "exit_status", ExitStatusForResult(outcome.result));
 
-    JsonTree outputs = JsonTree(cJSON_CreateObject());
+    cJSON* outputs = fdr::jsontree::AddObject(root.get(), "outputs");
     for (const auto& [name, value] : outcome.texts) {
-        AddText(outputs.get(), name.c_str(), value);
+        AddText(outputs, name.c_str(), value);
     }
     if (outcome.members) {
-        Add(outputs.get(), "members", MemberListJson(*outcome.members));
+        Add(outputs, "members", MemberListJson(*outcome.members));
     }
     if (outcome.channels) {
-        Add(outputs.get(), "channels", ChannelListJson(outcome.channels_lid, *outcome.channels));
+        Add(outputs, "channels", ChannelListJson(outcome.channels_lid, *outcome.channels));
     }
     if (outcome.document) {
-        AddText(outputs.get(), outcome.document_name.c_str(), *outcome.document);
+        AddText(outputs, outcome.document_name.c_str(), *outcome.document);
     }
-    Add(root.get(), "outputs", std::move(outputs));
-
-    Add(root.get(), "notes", StringArray(outcome.notes));
-    Add(root.get(), "library_console", StringArray(outcome.console));
+    AddStrings(root.get(), "notes", outcome.notes);
+    AddStrings(root.get(), "library_console", outcome.console);
     return PrettyJson(root.get()) + "\n";
 }
 

@@ -220,7 +220,9 @@ void EachHostMember(Visit visit) {
     visit("health_status", &MemberRecord::health_status);  // unsigned 64-bit
 }
 
+using fdr::jsontree::AddArray;
 using fdr::jsontree::AddInt32;
+using fdr::jsontree::AppendObject;
 
 JsonTree MemberJson(const MemberRecord& record) {
     static const MemberRecord defaults;
@@ -228,11 +230,7 @@ JsonTree MemberJson(const MemberRecord& record) {
     for (const auto& field : kServiceTextFields) {
         AddText(element.get(), field.key, record.*field.member);
     }
-    JsonTree groups = JsonTree(cJSON_CreateArray());
-    JsonTree group = JsonTree(cJSON_CreateObject());
-    AddInt32(group.get(), "id", record.group_id);
-    Append(groups.get(), std::move(group));
-    Add(element.get(), "group_list", std::move(groups));
+    AddInt32(AppendObject(AddArray(element.get(), "group_list")), "id", record.group_id);
 
     EachHostMember([&](const char* key, auto member) {
         using Value = std::decay_t<decltype(record.*member)>;
@@ -266,14 +264,13 @@ JsonTree VirtualCamerasJson(const ChannelObj& channel) {
         if (!camera) {
             continue;
         }
-        JsonTree item = JsonTree(cJSON_CreateObject());
-        AddInt32(item.get(), "height", camera->height);
-        AddInt32(item.get(), "horizontal", camera->horizontal);
-        AddInt32(item.get(), "index", camera->index);
-        AddText(item.get(), "name", camera->name);
-        AddInt32(item.get(), "vertical", camera->vertical);
-        AddInt32(item.get(), "width", camera->width);
-        Append(cameras.get(), std::move(item));
+        cJSON* item = AppendObject(cameras.get());
+        AddInt32(item, "height", camera->height);
+        AddInt32(item, "horizontal", camera->horizontal);
+        AddInt32(item, "index", camera->index);
+        AddText(item, "name", camera->name);
+        AddInt32(item, "vertical", camera->vertical);
+        AddInt32(item, "width", camera->width);
     }
     return cameras;
 }
@@ -642,13 +639,12 @@ DravoAgentData::DravoServerInfo ReadLensCatalogueFile(const std::string& path) {
 
 JsonTree MemberListJson(const DravoAgentData::AutonomyList& members) {
     JsonTree root = JsonTree(cJSON_CreateObject());
-    JsonTree list = JsonTree(cJSON_CreateArray());
+    cJSON* list = AddArray(root.get(), "autonomy_list");
     for (const auto& record : members.autonomy_list) {
         if (record) {
-            Append(list.get(), MemberJson(*record));
+            Append(list, MemberJson(*record));
         }
     }
-    Add(root.get(), "autonomy_list", std::move(list));
     return root;
 }
 
@@ -673,18 +669,16 @@ std::string ChannelDataText(const std::shared_ptr<ChannelObj>& channel) {
 JsonTree ChannelListJson(const std::string& lid, const ChannelObjList& channels) {
     JsonTree root = JsonTree(cJSON_CreateObject());
     AddText(root.get(), "autonomy_lid", lid);
-    JsonTree list = JsonTree(cJSON_CreateArray());
+    cJSON* list = AddArray(root.get(), "channel_list");
     for (const auto& channel : channels) {
         if (!channel) {
             continue;
         }
-        JsonTree entry = JsonTree(cJSON_CreateObject());
-        AddText(entry.get(), "guid", channel->channel_guid);
-        AddText(entry.get(), "name", channel->channel_name);
-        AddText(entry.get(), "data", ChannelDataText(channel));
-        Append(list.get(), std::move(entry));
+        cJSON* entry = AppendObject(list);
+        AddText(entry, "guid", channel->channel_guid);
+        AddText(entry, "name", channel->channel_name);
+        AddText(entry, "data", ChannelDataText(channel));
     }
-    Add(root.get(), "channel_list", std::move(list));
     return root;
 }
 
