@@ -60,11 +60,6 @@ inline void AddProblem(Flags& flags, std::string text) {
     flags.push_back({std::move(text), true});
 }
 
-// The fields of a form body or a query in their order, percent-decoded ("+" is a space; a "%"
-// not followed by two hex digits stays as it is).
-using FormFields = std::vector<std::pair<std::string, std::string>>;
-FormFields ParseForm(const std::string& text);
-
 // Header fields in wire order, names as sent.
 using HeaderList = std::vector<std::pair<std::string, std::string>>;
 

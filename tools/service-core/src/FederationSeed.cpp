@@ -78,8 +78,8 @@ const Json::Value& Checked(const Json::Value& object, const std::string& where,
         }
         for (Json::ArrayIndex i = 0; field.want == Want::Texts && i < value.size(); ++i) {
             if (!value[i].isString()) {
-                throw SeedError((where.empty() ? "" : where + ".") + field.key + "[" +
-                                std::to_string(i) + "]: expected a string");
+                throw SeedError(Indexed((where.empty() ? "" : where + ".") + field.key, i) +
+                                ": expected a string");
             }
         }
     }
@@ -125,7 +125,7 @@ Member ReadMember(const Json::Value& value, const std::string& where) {
     member.group_id = value["group_id"].isNull() ? 1 : value["group_id"].asInt();
     std::set<std::string> guids;
     for (Json::ArrayIndex i = 0; i < value["channels"].size(); ++i) {
-        const std::string place = where + ".channels[" + std::to_string(i) + "]";
+        const std::string place = Indexed(where + ".channels", i);
         member.channels.push_back(ReadChannel(value["channels"][i], place));
         if (!guids.insert(member.channels.back().guid).second) {
             Fail(place, "channel guid \"" + member.channels.back().guid + "\" appears twice");
@@ -146,7 +146,7 @@ FederationSeed ReadSeed(const Json::Value& root) {
     seed.guid = root["guid"].asString();
     std::set<std::string> lids;
     for (Json::ArrayIndex i = 0; i < root["members"].size(); ++i) {
-        const std::string place = "members[" + std::to_string(i) + "]";
+        const std::string place = Indexed("members", i);
         seed.members.push_back(ReadMember(root["members"][i], place));
         if (!lids.insert(seed.members.back().autonomy_lid).second) {
             Fail(place, "autonomy_lid \"" + seed.members.back().autonomy_lid + "\" appears twice");
@@ -154,7 +154,7 @@ FederationSeed ReadSeed(const Json::Value& root) {
     }
     for (Json::ArrayIndex i = 0; i < root["clients"].size(); ++i) {
         const Json::Value& client =
-            Checked(root["clients"][i], "clients[" + std::to_string(i) + "]",
+            Checked(root["clients"][i], Indexed("clients", i),
                     {{"client_id", Want::Text, true}, {"client_secret", Want::Text}});
         seed.clients.push_back(
             {client["client_id"].asString(), client["client_secret"].asString()});
@@ -163,7 +163,7 @@ FederationSeed ReadSeed(const Json::Value& root) {
         seed.clients.push_back({"recorder", "s3cret"});
     }
     for (Json::ArrayIndex i = 0; i < root["users"].size(); ++i) {
-        const Json::Value& user = Checked(root["users"][i], "users[" + std::to_string(i) + "]",
+        const Json::Value& user = Checked(root["users"][i], Indexed("users", i),
                                           {{"name", Want::Text, true},
                                            {"is_domain", Want::Boolean},
                                            {"privileges", Want::Texts},

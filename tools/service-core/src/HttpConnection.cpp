@@ -70,8 +70,8 @@ bool ParseHead(const std::string& head, IncomingRequest& request) {
     }
     request.method = line.substr(0, first);
     request.target = line.substr(first + 1, second - first - 1);
-    request.path = PercentDecode(request.target.substr(0, request.target.find('?')), false);
     const size_t mark = request.target.find('?');
+    request.path = PercentDecode(request.target.substr(0, mark), false);
     for (auto& [key, value] :
          ParseForm(mark == std::string::npos ? "" : request.target.substr(mark + 1))) {
         request.query.emplace(std::move(key), std::move(value));

@@ -13,6 +13,11 @@
 
 namespace fdrsim {
 
+// The fields of a form body or a query in their order, percent-decoded ("+" is a space; a "%"
+// not followed by two hex digits stays as it is).
+using FormFields = std::vector<std::pair<std::string, std::string>>;
+FormFields ParseForm(const std::string& text);
+
 // A signal that is set once and stays set, readable as a descriptor so that socket waits can
 // end on it (the core stopping, a stalled request being released).
 class WakeSignal {

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "HttpConnection.h"
 #include "JsonText.h"
 
 namespace fdrsim {
