@@ -15,6 +15,7 @@
 #include <optional>
 #include <thread>
 
+#include "ConsoleCapture.h"
 #include "Failures.h"
 #include "FederationLibrary.h"
 #include "Operations.h"
