@@ -9,6 +9,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CommandLine.h"
@@ -71,18 +72,26 @@ std::string OptionName(const CommandOption& option) {
                                         : std::string(option.name) + " " + option.value_name;
 }
 
-std::string OptionList(const std::vector<CommandOption>& options) {
+// Names padded to the widest, each followed by its text wrapped below it.
+std::string Columns(const std::vector<std::pair<std::string, std::string>>& rows) {
     size_t width = 0;
-    for (const auto& option : options) {
-        width = std::max(width, OptionName(option).size());
+    for (const auto& row : rows) {
+        width = std::max(width, row.first.size());
     }
     std::string out;
-    for (const auto& option : options) {
-        const std::string name = OptionName(option);
+    for (const auto& [name, text] : rows) {
         out += "  " + name + std::string(width - name.size() + 2, ' ') +
-               Wrap(option.help, width + 4, width + 4) + "\n";
+               Wrap(text, width + 4, width + 4) + "\n";
     }
     return out;
+}
+
+std::string OptionList(const std::vector<CommandOption>& options) {
+    std::vector<std::pair<std::string, std::string>> rows;
+    for (const auto& option : options) {
+        rows.emplace_back(OptionName(option), option.help);
+    }
+    return Columns(rows);
 }
 
 // An option and its value never break across lines.
@@ -123,15 +132,11 @@ std::string OverviewHelp() {
         "\n"
         "Operations (case-insensitive; each also answers to a kebab-case alias such as\n"
         "load-fdr-channel-setting):\n";
-    size_t width = 0;
+    std::vector<std::pair<std::string, std::string>> operations;
     for (const auto& operation : AllOperations()) {
-        width = std::max(width, std::string(operation.name).size());
+        operations.emplace_back(operation.name, operation.summary);
     }
-    for (const auto& operation : AllOperations()) {
-        const std::string name = operation.name;
-        out += "  " + name + std::string(width - name.size() + 2, ' ') +
-               Wrap(operation.summary, width + 4, width + 4) + "\n";
-    }
+    out += Columns(operations);
     out += "\nGlobal options:\n" + OptionList(GlobalOptions());
     out += "\n" + ExitStatusHelp();
     out +=
