@@ -50,6 +50,17 @@ int BoundLoopbackSocket(int port) {
     return sock;
 }
 
+// A port held while refusing: bound without SO_REUSEADDR, so that no other socket can bind it,
+// reuse or not, until it listens again.
+int HeldLoopbackSocket(int port) {
+    const int sock = BoundLoopbackSocket(port);
+    int no = 0;
+    if (sock >= 0) {
+        ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &no, sizeof no);
+    }
+    return sock;
+}
+
 int PortOfSocket(int sock) {
     sockaddr_in address{};
     socklen_t length = sizeof address;
@@ -80,7 +91,7 @@ bool ServiceListener::Start(bool refusing, std::string* error) {
     // Nothing listens, but the port is held: a fixed one that something else has already taken
     // refuses nobody, yet the service starts as it always did.
     std::lock_guard<std::mutex> lock(listening_);
-    held_fd_ = BoundLoopbackSocket(port_);
+    held_fd_ = HeldLoopbackSocket(port_);
     if (held_fd_ >= 0) {
         port_ = PortOfSocket(held_fd_);
     } else if (port_ == 0) {
@@ -98,6 +109,8 @@ bool ServiceListener::Listen(std::string* error) {
     if (sock < 0) {
         return Fail(WhyNotBound(), error);
     }
+    int yes = 1;  // a held port listens as any other
+    ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     if (::listen(sock, 128) != 0) {
         const std::string reason = std::strerror(errno);
         ::close(sock);
@@ -126,7 +139,7 @@ void ServiceListener::Refuse() {
     std::lock_guard<std::mutex> lock(listening_);
     if (listen_fd_ >= 0) {
         CloseListening();
-        held_fd_ = BoundLoopbackSocket(port_);
+        held_fd_ = HeldLoopbackSocket(port_);
     }
 }
 
