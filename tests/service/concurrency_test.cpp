@@ -7,27 +7,16 @@
 #include <algorithm>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "FederateUtil/CFederateUtil.h"
 #include "Simulator.h"
 #include "support/LocalServices.h"
+#include "support/Threads.h"
 
 namespace {
 
 using Clock = std::chrono::system_clock;  // the simulator stamps arrivals with it
-
-// Runs `calls` on each of `threads` threads at once and joins them.
-void OnThreads(int threads, const std::function<void(int thread)>& calls) {
-    std::vector<std::thread> running;
-    for (int t = 0; t < threads; ++t) {
-        running.emplace_back(calls, t);
-    }
-    for (auto& thread : running) {
-        thread.join();
-    }
-}
 
 // Which notification lock an operation holds while its request is out. "/autonomy_changed"
 // carries both the locked member change and the unlocked removal, told apart by a member key.
@@ -136,7 +125,7 @@ TEST(Concurrency, EightThreadsOfMixedOperationsKeepLocksAndAnswersApart) {
     CFederateUtil util;
     std::vector<std::vector<int>> wrong(kThreads, std::vector<int>(operations.size(), 0));
     testing::internal::CaptureStdout();  // the save prints the service's error triple
-    OnThreads(kThreads, [&](int t) {
+    fdrtest::OnThreads(kThreads, [&](int t) {
         for (int i = 0; i < kCallsPerThread; ++i) {
             // Each thread walks the operations from its own starting point.
             const size_t k = static_cast<size_t>(i + t * 5) % operations.size();
@@ -175,7 +164,7 @@ TEST(Concurrency, ConcurrentTokenCallsEachGetTheirOwnAnswer) {
     });
     CFederateUtil util;
     std::vector<int> good(8, 0);
-    OnThreads(8, [&](int t) {
+    fdrtest::OnThreads(8, [&](int t) {
         std::string client = "client" + std::to_string(t), secret = "s";
         for (int i = 0; i < 10; ++i) {
             std::string token;

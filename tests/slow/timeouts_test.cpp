@@ -8,7 +8,6 @@
 #include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "FederateUtil/CFederateUtil.h"
@@ -17,6 +16,7 @@
 #include "support/FullListener.h"
 #include "support/LocalServices.h"
 #include "support/LogFiles.h"
+#include "support/Threads.h"
 #include "support/Timing.h"
 
 namespace {
@@ -31,17 +31,11 @@ struct Ended {
 };
 std::vector<Ended> SideBySide(const std::vector<std::function<int()>>& cases) {
     std::vector<Ended> ended(cases.size());
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < cases.size(); ++i) {
-        threads.emplace_back([&, i] {
-            const auto start = Clock::now();
-            ended[i].result = cases[i]();
-            ended[i].waited = Clock::now() - start;
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    fdrtest::OnThreads(static_cast<int>(cases.size()), [&](int i) {
+        const auto start = Clock::now();
+        ended[i].result = cases[i]();
+        ended[i].waited = Clock::now() - start;
+    });
     return ended;
 }
 

@@ -4,23 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <thread>
 #include <vector>
 
 #include "FederateUtil/CFederateUtil.h"
 #include "support/LogFiles.h"
+#include "support/Threads.h"
 
 namespace {
 
 TEST(FederateUtilObject, ConcurrentFirstCallsBuildOneObject) {
     std::vector<void*> seen(8, nullptr);
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < seen.size(); ++i) {
-        threads.emplace_back([&seen, i] { seen[i] = CreateFederateUtilInstance(); });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    fdrtest::OnThreads(8, [&seen](int i) { seen[i] = CreateFederateUtilInstance(); });
     EXPECT_EQ(std::set<void*>(seen.begin(), seen.end()).size(), 1u);
     EXPECT_NE(seen[0], nullptr);
 }

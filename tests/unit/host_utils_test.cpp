@@ -10,12 +10,12 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/host_utils.h"
 #include "support/Files.h"
+#include "support/Threads.h"
 
 namespace fs = std::filesystem;
 
@@ -82,20 +82,16 @@ TEST_F(HostUtilLogTest, ConcurrentWritersNeverInterleave) {
                std::string(40 + i % 50, static_cast<char>('a' + t));
     };
     std::multiset<std::string> written;
-    std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         for (int i = 0; i < 200; ++i) {
             written.insert(line(t, i));
         }
-        threads.emplace_back([&log, &line, t] {
-            for (int i = 0; i < 200; ++i) {
-                log_File_Debug_s(log.c_str(), 1 << 24, "%s", line(t, i).c_str());
-            }
-        });
     }
-    for (auto& th : threads) {
-        th.join();
-    }
+    fdrtest::OnThreads(4, [&log, &line](int t) {
+        for (int i = 0; i < 200; ++i) {
+            log_File_Debug_s(log.c_str(), 1 << 24, "%s", line(t, i).c_str());
+        }
+    });
     std::istringstream in(fdrtest::ReadFile(real("c.log")));
     std::multiset<std::string> read;
     for (std::string text; std::getline(in, text);) {

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/kfen_client.h"
 #include "support/LocalServices.h"
+#include "support/Threads.h"
 
 namespace {
 
@@ -115,23 +115,17 @@ TEST_F(KfenClientTest, BadArgumentsAndTheDetailNumberIsPerThread) {
                                                       response, 5, false, false, 0, nullptr));
         EXPECT_EQ(CURLE_BAD_FUNCTION_ARGUMENT, *__kfen_errno());
     }
-    std::vector<std::thread> threads;
     std::vector<int> failures(4, 0);
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([this, t, &failures] {
-            const char* path = t % 2 ? "/status/404" : "/ok";
-            for (int i = 0; i < 25; ++i) {
-                std::string response;
-                const int rc = kfen_GET_request(host_, port_, c(path), nullptr, response, 5, false,
-                                                false, 0, nullptr);
-                failures[t] += rc != (t % 2 ? KFEN_ERR_HTTP_STATUS : KFEN_OK) ||
-                               *__kfen_errno() != (t % 2 ? 404 : 0);
-            }
-        });
-    }
-    for (auto& th : threads) {
-        th.join();
-    }
+    fdrtest::OnThreads(4, [this, &failures](int t) {
+        const char* path = t % 2 ? "/status/404" : "/ok";
+        for (int i = 0; i < 25; ++i) {
+            std::string response;
+            const int rc = kfen_GET_request(host_, port_, c(path), nullptr, response, 5, false,
+                                            false, 0, nullptr);
+            failures[t] += rc != (t % 2 ? KFEN_ERR_HTTP_STATUS : KFEN_OK) ||
+                           *__kfen_errno() != (t % 2 ? 404 : 0);
+        }
+    });
     EXPECT_EQ(std::vector<int>(4, 0), failures);
 }
 

@@ -28,6 +28,7 @@
 #include "JsonText.h"
 #include "Simulator.h"
 #include "support/Glob.h"
+#include "support/Threads.h"
 #include "support/Timing.h"
 
 namespace fdrsim {
@@ -283,21 +284,15 @@ TEST(Control, TheJournalKeepsTheNewestAndARecorderAnswersEmpty) {
 TEST(Federation, ConcurrentWritesAreAllAppliedAndRecorded) {
     auto core = Started();
     const size_t before = core->Federation().Channels("1")->size();
-    std::vector<std::thread> writers;
-    for (int w = 0; w < 6; ++w) {
-        writers.emplace_back([&core, w] {
-            for (int i = 0; i < 10; ++i) {
-                Put(core->PortOf(Service::FederationWrites),
-                    R"({"autonomy_list":[{"autonomy_lid":"1","mode":"add","channel_list":[)"
-                    R"({"guid":")" +
-                        std::to_string(w * 10 + i) + R"(","name":"n","data":"{}"}]}]})",
-                    "/fdr/CmsChannel");
-            }
-        });
-    }
-    for (auto& writer : writers) {
-        writer.join();
-    }
+    fdrtest::OnThreads(6, [&core](int w) {
+        for (int i = 0; i < 10; ++i) {
+            Put(core->PortOf(Service::FederationWrites),
+                R"({"autonomy_list":[{"autonomy_lid":"1","mode":"add","channel_list":[)"
+                R"({"guid":")" +
+                    std::to_string(w * 10 + i) + R"(","name":"n","data":"{}"}]}]})",
+                "/fdr/CmsChannel");
+        }
+    });
     EXPECT_EQ(core->Federation().Channels("1")->size(), before + 60);
     for (const auto& exchange : core->Exchanges().All()) {
         EXPECT_TRUE(exchange.ok()) << exchange.request_body;
