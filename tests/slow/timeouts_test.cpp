@@ -3,7 +3,6 @@
 // queue is full) ends at the request's 30-second limit, whoever connects the socket. Each test
 // runs its cases side by side, so it lasts one 30-second time-out.
 #include <gtest/gtest.h>
-#include <netdb.h>
 
 #include <chrono>
 #include <functional>
@@ -16,6 +15,7 @@
 #include "support/FullListener.h"
 #include "support/LocalServices.h"
 #include "support/LogFiles.h"
+#include "support/RestConnection.h"
 #include "support/Threads.h"
 #include "support/Timing.h"
 
@@ -88,34 +88,14 @@ TEST(Timeouts, EveryReaderGivesUpAtItsOwnTimeOutAndKeepsItsOutputs) {
 TEST(Timeouts, AConnectThatNeverCompletesEndsAtThirtySecondsWithNothingCountedOrLogged) {
     fdrtest::FullListener full;
     ASSERT_TRUE(full.full());
-    addrinfo* address = nullptr;
-    ASSERT_EQ(getaddrinfo("127.0.0.1", std::to_string(full.port()).c_str(), nullptr, &address), 0);
-    using fdr::rest::ConnectMode;
     // Each on a connection of its own, in its own mode.
-    const struct {
-        ConnectMode mode;
-        int request;  // 0: ConnectSocket alone, 1: a POST, 2: a GET
-        int result;
-    } kCases[] = {{ConnectMode::kObjectConnects, 0, 0},
-                  {ConnectMode::kObjectConnects, 1, -3},
-                  {ConnectMode::kObjectConnects, 2, -3},
-                  {ConnectMode::kLibcurlConnects, 1, -3}};
     std::vector<std::function<int()>> cases;
-    for (const auto& c : kCases) {
-        cases.push_back([&full, address, c] {
+    for (const auto& c : fdrtest::kHangingConnects) {
+        cases.push_back([&full, &c] {
             const fdrtest::ScopedConnectMode pinned(c.mode);
-            CRestConnectInfo connection;
-            if (connection.SetConnectionParam("", "", "127.0.0.1", false, full.port(), 90, 120,
-                                              address) != 0) {
-                return 99;
-            }
+            fdrtest::Connection connection(full.port());
             std::string response;
-            if (c.request == 0) {
-                return connection.ConnectSocket() ? 1 : 0;
-            }
-            return c.request == 1
-                       ? connection.DoRequestPostText("/token", "", "", "", "a=1", response)
-                       : connection.DoRequestGetText("/", "", "", "", "", response);
+            return c.Run(connection, response);
         });
     }
     const unsigned counted = CRestConnectInfo::m_CGICount;
@@ -123,12 +103,11 @@ TEST(Timeouts, AConnectThatNeverCompletesEndsAtThirtySecondsWithNothingCountedOr
     const std::vector<Ended> ended = SideBySide(cases);
     for (size_t i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(i);
-        EXPECT_EQ(ended[i].result, kCases[i].result);
+        EXPECT_EQ(ended[i].result, fdrtest::kHangingConnects[i].result);
         ExpectWaited(ended[i].waited, 30s, 1s);  // one limit for connect and transfer together
     }
     EXPECT_EQ(CRestConnectInfo::m_CGICount, counted);
     EXPECT_TRUE(log.NewLines().empty());
-    freeaddrinfo(address);
 }
 
 }  // namespace

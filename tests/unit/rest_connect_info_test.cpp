@@ -1,9 +1,7 @@
 // The libcurl connection object against the service core on free ports.
 #include <gtest/gtest.h>
-#include <netdb.h>
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -13,6 +11,7 @@
 #include "support/FullListener.h"
 #include "support/LocalServices.h"
 #include "support/LogFiles.h"
+#include "support/RestConnection.h"
 #include "support/Timing.h"
 
 namespace {
@@ -21,26 +20,7 @@ using fdr::rest::ConnectMode;
 using fdrsim::Service;
 using fdrtest::ScopedConnectMode;
 
-// A connection to 127.0.0.1:port with the resolved address it keeps a pointer to.
-struct Connection {
-    addrinfo* address = nullptr;
-    std::shared_ptr<CRestConnectInfo> rest = std::make_shared<CRestConnectInfo>();
-    explicit Connection(int port, const char* user = "") {
-        getaddrinfo("127.0.0.1", std::to_string(port).c_str(), nullptr, &address);
-        EXPECT_EQ(rest->SetConnectionParam(user, "", "127.0.0.1", false, port, 90, 120, address),
-                  0);
-    }
-    ~Connection() {
-        rest.reset();
-        freeaddrinfo(address);
-    }
-    int Post(const std::string& path, std::string& response) {
-        return rest->DoRequestPostText(path, "", "", "", "b=1", response);
-    }
-    int Get(const std::string& path, std::string& response) {
-        return rest->DoRequestGetText(path, "", "", "", "", response);
-    }
-};
+using fdrtest::Connection;
 
 // The token service answers "/N" with status N and "body N", every other path 200; the
 // arbitrator's port refuses connections and the member log's takes requests and never answers.
@@ -185,21 +165,8 @@ TEST(RestConnectHanging, AbortEndsAHangingConnectWithNothingSent) {
     fdrtest::FullListener full;
     ASSERT_TRUE(full.full());
     std::string response = "kept";
-    const auto post = [&](Connection& c) { return c.Post("/", response); };
-    const auto get = [&](Connection& c) { return c.Get("/", response); };
-    const struct {
-        ConnectMode mode;
-        std::function<int(Connection&)> run;
-        int result;
-    } kCases[] = {
-        {ConnectMode::kObjectConnects, [](Connection& c) { return c.rest->ConnectSocket(); }, 0},
-        {ConnectMode::kObjectConnects, post, -3},
-        {ConnectMode::kObjectConnects, get, -3},
-        {ConnectMode::kLibcurlConnects, post, -3},
-        {ConnectMode::kLibcurlConnects, get, -3},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(&c - kCases);
+    for (const auto& c : fdrtest::kHangingConnects) {
+        SCOPED_TRACE(&c - fdrtest::kHangingConnects);
         const ScopedConnectMode pinned(c.mode);
         Connection connection(full.port());
         const unsigned counted = CRestConnectInfo::m_CGICount;
@@ -208,7 +175,7 @@ TEST(RestConnectHanging, AbortEndsAHangingConnectWithNothingSent) {
         std::chrono::steady_clock::time_point ended;
         std::thread request([&] {
             const ScopedConnectMode pinned_here(c.mode);
-            result = c.run(connection);
+            result = c.Run(connection, response);
             ended = std::chrono::steady_clock::now();
         });
         // Normally the connect is hanging by then; an abort that comes first gives the same.
