@@ -183,9 +183,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     // Log files of its own, as every test process has (see main/TestMain.cpp).
-    const char* root = std::getenv("FDR_LOG_ROOT");
-    const std::string base = (root != nullptr && *root != '\0') ? root : "/tmp/federateutil-tests";
-    setenv("FDR_LOG_ROOT", (base + "/pid-" + std::to_string(getpid())).c_str(), 1);
+    fdrtest::UseOwnLogRoot();
     try {
         return Run(argv[1]);
     } catch (const std::exception& e) {

@@ -1,6 +1,8 @@
 // Reading what the library wrote to its log files during a test.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -15,6 +17,14 @@ namespace fdrtest {
 inline std::string LogFilePath(const std::string& absolute_path) {
     const char* root = std::getenv("FDR_LOG_ROOT");
     return (root != nullptr && *root != '\0') ? std::string(root) + absolute_path : absolute_path;
+}
+
+// Gives this process log files of its own below FDR_LOG_ROOT (default /tmp/federateutil-tests),
+// so that test processes running in parallel never read each other's log lines.
+inline void UseOwnLogRoot() {
+    const char* root = std::getenv("FDR_LOG_ROOT");
+    const std::string base = (root != nullptr && *root != '\0') ? root : "/tmp/federateutil-tests";
+    setenv("FDR_LOG_ROOT", (base + "/pid-" + std::to_string(getpid())).c_str(), 1);
 }
 
 // Remembers the end of a log file and returns the lines appended after it.

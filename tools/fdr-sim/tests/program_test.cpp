@@ -7,11 +7,10 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "Transcript.h"
+#include "support/Files.h"
 #include "support/Timing.h"
 
 namespace fdrsim {
@@ -43,9 +42,7 @@ TEST(Program, PrintsTheSampleSeedAsItsFile) {
         printed += static_cast<char>(c);
     }
     EXPECT_EQ(pclose(out), 0);
-    std::ostringstream file;
-    file << std::ifstream(FDR_SIM_SAMPLE_SEED_FILE).rdbuf();
-    EXPECT_EQ(printed, file.str());
+    EXPECT_EQ(printed, fdrtest::ReadFile(FDR_SIM_SAMPLE_SEED_FILE));
 }
 
 TEST(Transcript, AnExchangeNotAnsweredWithAProblemAndANote) {
