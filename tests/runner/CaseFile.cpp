@@ -5,6 +5,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "support/Text.h"
+
 namespace fdrcase {
 namespace {
 
@@ -104,21 +106,12 @@ void SetWholeLines(Section& section, const std::string& lines) {
     }
 }
 
-std::vector<std::string> Split(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 // Common leading lines kept, the rest shown as removed (expected) and added (actual).
 bool Compare(const std::string& what, const std::string& expected, const std::string& actual) {
     if (expected == actual) {
         return true;
     }
-    const auto want = Split(expected), got = Split(actual);
+    const auto want = fdrtest::Lines(expected), got = fdrtest::Lines(actual);
     std::cout << "--- expected " << what << "\n+++ actual " << what << "\n";
     size_t same = 0;
     while (same < want.size() && same < got.size() && want[same] == got[same]) {

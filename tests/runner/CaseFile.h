@@ -30,8 +30,6 @@ void WriteCaseFile(const std::string& file, const std::vector<Section>& sections
 std::string WholeLines(const Section& section);
 void SetWholeLines(Section& section, const std::string& lines);
 
-std::vector<std::string> Split(const std::string& text);
-
 // Prints "--- expected WHAT" / "+++ actual WHAT" and the lines that differ; true when equal.
 bool Compare(const std::string& what, const std::string& expected, const std::string& actual);
 

@@ -16,12 +16,13 @@
 #include "runner/Operations.h"
 #include "support/LogFiles.h"
 #include "support/TestData.h"
+#include "support/Text.h"
 
 namespace {
 
 using fdrcase::Compare;
 using fdrcase::Section;
-using fdrcase::Split;
+using fdrtest::Lines;
 
 std::string Joined(const std::vector<std::string>& lines) {
     std::string text;
@@ -42,7 +43,7 @@ fdrsim::Service ServiceOn(const std::string& port) {
 // "METHOD PORT TARGET", the headers the case names, a blank line, the body.
 std::string RequestText(const fdrsim::Exchange& e, const Section& expected) {
     std::string text = e.method + " " + std::to_string(e.port) + " " + e.target;
-    for (const auto& line : Split(expected.text)) {
+    for (const auto& line : Lines(expected.text)) {
         const size_t colon = line.find(": ");
         if (line.empty())
             break;
@@ -94,7 +95,7 @@ int Run(const std::string& file) {
     CFederateUtil util;
     for (const auto& s : sections) {
         if (s.name == "call") {
-            calls = Split(s.text);
+            calls = Lines(s.text);
             util.SetDebugSwitchForTesting(s.Has("debug"));
         } else if (s.name == "arg") {
             data.args[s["name"]].push_back(s.text);

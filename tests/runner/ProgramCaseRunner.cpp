@@ -32,19 +32,14 @@
 
 #include "runner/CaseFile.h"
 #include "support/Files.h"
+#include "support/Text.h"
 #include "support/Timing.h"
 
 namespace {
 
 using fdrcase::Section;
 
-std::string ReplaceAll(std::string text, const std::string& from, const std::string& to) {
-    for (size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos;) {
-        text.replace(at, from.size(), to);
-        at += to.size();
-    }
-    return text;
-}
+using fdrtest::ReplaceAll;
 
 std::string Substitute(std::string text, const std::map<std::string, std::string>& vars) {
     for (const auto& [name, value] : vars) {

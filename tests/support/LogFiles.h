@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/Files.h"
+#include "support/Text.h"
 
 namespace fdrtest {
 
@@ -36,12 +37,7 @@ class LogWatch {
     std::vector<std::string> NewLines() const {
         const std::string text = ReadFile(file_);
         // A rotation restarts the file; then everything in it is new.
-        std::istringstream in(text.size() >= start_ ? text.substr(start_) : text);
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(in, line);) {
-            lines.push_back(line);
-        }
-        return lines;
+        return Lines(text.size() >= start_ ? text.substr(start_) : text);
     }
 
   private:

@@ -15,6 +15,7 @@
 
 #include "platform/host_utils.h"
 #include "support/Files.h"
+#include "support/Text.h"
 #include "support/Threads.h"
 
 namespace fs = std::filesystem;
@@ -92,12 +93,8 @@ TEST_F(HostUtilLogTest, ConcurrentWritersNeverInterleave) {
             log_File_Debug_s(log.c_str(), 1 << 24, "%s", line(t, i).c_str());
         }
     });
-    std::istringstream in(fdrtest::ReadFile(real("c.log")));
-    std::multiset<std::string> read;
-    for (std::string text; std::getline(in, text);) {
-        read.insert(text);
-    }
-    EXPECT_TRUE(read == written);
+    const auto lines = fdrtest::Lines(fdrtest::ReadFile(real("c.log")));
+    EXPECT_TRUE(std::multiset<std::string>(lines.begin(), lines.end()) == written);
 }
 
 TEST_F(HostUtilLogTest, FailuresAreReportedNotFatal) {
@@ -130,13 +127,11 @@ mode_t ModeOf(const fs::path& file) {
 }
 
 // Counts the lines of `text` that hold `what`.
-int LinesWith(const std::string& text, const std::string& what) {
-    std::istringstream in(text);
-    int count = 0;
-    for (std::string line; std::getline(in, line);) {
-        count += line.find(what) != std::string::npos ? 1 : 0;
-    }
-    return count;
+long LinesWith(const std::string& text, const std::string& what) {
+    const auto lines = fdrtest::Lines(text);
+    return std::count_if(lines.begin(), lines.end(), [&what](const std::string& line) {
+        return line.find(what) != std::string::npos;
+    });
 }
 
 TEST_F(HostUtilLogTest, NewLogsAndTheirFoldersArePrivateWhateverTheUmask) {

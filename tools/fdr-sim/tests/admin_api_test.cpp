@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "AdminServer.h"
-#include "support/Glob.h"
+#include "support/Text.h"
 
 namespace fdrsim::test {
 namespace {

@@ -27,20 +27,15 @@
 
 #include "JsonText.h"
 #include "Simulator.h"
-#include "support/Glob.h"
+#include "support/Text.h"
 #include "support/Threads.h"
 #include "support/Timing.h"
 
 namespace fdrsim {
 namespace {
 
-std::string Unescaped(std::string text) {
-    for (const auto& [from, to] : {std::pair{"\\r", "\r"}, std::pair{"\\n", "\n"}}) {
-        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; ++at) {
-            text.replace(at, 2, to);
-        }
-    }
-    return text;
+std::string Unescaped(const std::string& text) {
+    return fdrtest::ReplaceAll(fdrtest::ReplaceAll(text, "\\r", "\r"), "\\n", "\n");
 }
 
 // Sends `request` and reads the answer: `want` bytes, or to its Content-Length, or to the end;
@@ -187,10 +182,7 @@ class CaseRun {
 
     std::string Substituted(std::string body) const {
         for (size_t n = refresh_tokens_.size(); n > 0; --n) {
-            const std::string name = "$rt" + std::to_string(n);
-            for (size_t at; (at = body.find(name)) != std::string::npos;) {
-                body.replace(at, name.size(), refresh_tokens_[n - 1]);
-            }
+            body = fdrtest::ReplaceAll(body, "$rt" + std::to_string(n), refresh_tokens_[n - 1]);
         }
         return body;
     }
