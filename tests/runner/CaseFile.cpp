@@ -15,10 +15,8 @@ std::runtime_error Malformed(int line, const std::string& why) {
 }
 
 // A line as the diff shows it: a carriage return made visible.
-std::string Shown(std::string line) {
-    for (size_t at; (at = line.find('\r')) != std::string::npos;)
-        line.replace(at, 1, "^M");
-    return line;
+std::string Shown(const std::string& line) {
+    return fdrtest::ReplaceAll(line, "\r", "^M");
 }
 
 }  // namespace
